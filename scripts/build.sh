@@ -3,6 +3,8 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 dir=$1; shift
-cmake -S "$root" -B "$root/$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" > "$root/$dir.configure.log" 2>&1 \
-  || { cat "$root/$dir.configure.log"; exit 1; }
+mkdir -p "$root/$dir"
+log="$root/$dir/configure.log"
+cmake -S "$root" -B "$root/$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" > "$log" 2>&1 \
+  || { cat "$log"; exit 1; }
 cmake --build "$root/$dir" -j "$(nproc)"

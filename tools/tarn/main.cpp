@@ -1,6 +1,8 @@
 // tarn: look into and fix tarnlib catalogue files from the command line.
 #include <CLI/CLI.hpp>
 
+#include "tarnlib/tarnlib.h"
+
 #include <iostream>
 
 int main(int argc, char** argv) {

@@ -1,0 +1,179 @@
+// Library: the handle on one open catalogue file.
+//
+// A library is created or opened only through the static factories and always
+// lives in a std::shared_ptr; objects read from it point back at it, and the file
+// closes when the last pointer goes. Opening brings an older file to the current
+// schema first. Every operation runs in the calling thread's transaction on this
+// library or in one of its own (see transaction.h), so one Library may be shared
+// between threads; the metadata setters and setReactor are not otherwise locked.
+#ifndef TARNLIB_LIBRARY_H_
+#define TARNLIB_LIBRARY_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "tarnlib/criteria.h"
+#include "tarnlib/export.h"
+#include "tarnlib/guid.h"
+#include "tarnlib/id_mapping.h"
+#include "tarnlib/keys.h"
+#include "tarnlib/object.h"
+#include "tarnlib/platform/OdString.h"
+
+namespace tarnlib {
+
+// The length system of a library, fixed at creation; 25.4 between the two.
+enum class LibraryUnit : std::int32_t { Inch = 0, Millimeter = 1 };
+
+namespace detail {
+class LibraryAccess;
+}
+
+class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
+ public:
+  class Impl;
+
+  // Observer of a library's transactions and of the objects they change. The
+  // library does not own its reactor. Every operation has a do-nothing default.
+  class TARNLIB_EXPORT Reactor {
+   public:
+    // Why a transaction ended.
+    enum class End { Committed = 0, RolledBack = 1, Abandoned = 2 };
+    // What a removal reports about the object it removes.
+    struct ObjectInfo {
+      ObjectType type;
+      std::uint32_t id;
+    };
+
+    virtual ~Reactor();
+    virtual void transactionBegun(const Library& library);
+    virtual void transactionEnded(const Library& library, End reason);
+    // Called before a single-object removal; returning false keeps the object
+    // (the removal then reports it as not removed, code 1).
+    virtual bool beforeRemove(const Library& library, const ObjectInfo& object);
+    virtual void afterRemove(const Library& library, const ObjectInfo& object);
+    // Called inside the transaction for each object a save inserted or updated.
+    virtual void objectSaved(const Library& library, ObjectType type, std::uint32_t id);
+    // Called once at commit with every object saved during the transaction.
+    virtual void objectsCommitted(const Library& library, const std::set<ObjectKey>& objects);
+  };
+
+  // Creates the file if missing and makes it a library of the given unit. `guid`
+  // becomes the library GUID: a UUID text as it is, an empty text a random GUID,
+  // any other text the name-based GUID of that text. An existing library is
+  // opened as it is (unit and guid ignored). Returns an empty pointer when the
+  // file cannot be opened or brought to the current schema; never throws.
+  static std::shared_ptr<Library> create(const OdString& filename, LibraryUnit unit,
+                                         const OdString& guid = OdString());
+  // Opens an existing file, migrating an older schema in place first (also when
+  // `readOnly`). Returns an empty pointer when the file does not exist (no file is
+  // created), is too old or too new to open, or is not a database; never throws.
+  // A name "memvfs://NAME" opens the in-memory file NAME (memfs.h).
+  static std::shared_ptr<Library> open(const OdString& filename, bool readOnly = false);
+
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  const OdString& filename() const;    // as given to create or open
+  std::uint64_t version() const;       // the schema version stored in the file
+  bool isReadOnly() const;             // SQLite's view: asked or imposed by the OS
+  bool isNew() const;                  // this opening wrote the metadata row
+
+  const OdString& guid() const;
+  LibraryUnit unit() const;
+  const OdString& locale() const;
+  const OdString& region() const;
+  // Store a new value when it differs from the current one; an equal value writes
+  // nothing. Throw LibraryReadOnly or DatabaseError.
+  void locale(const OdString& value);
+  void region(const OdString& value);
+  // Takes locale and region from `other`; GUID and unit stay.
+  void copyMeta(const std::shared_ptr<const Library>& other);
+
+  // Installs the reactor; null installs the do-nothing default. Not owned.
+  void setReactor(Reactor* reactor);
+  Reactor* reactor() const;
+
+  // Compacts the file. False when SQLite refuses (read-only, inside a transaction).
+  bool vacuum();
+
+  // ---- Retrieval. Nothing found is a null pointer or nothing appended, never an
+  // exception; an id of 0 or an empty GUID returns at once. Vector forms append.
+  // Loaded objects point back at this library; an object referenced by several
+  // loaded objects is one instance. Throw RetryLimitExceeded or the database
+  // exceptions.
+
+  template <class T> TnSmartPtr<T> get(std::uint32_t id) const;
+  // Only compositions and profiles search (own GUID, merged GUIDs, then the id);
+  // every other type answers null.
+  template <class T> TnSmartPtr<T> get(const Guid& guid, const std::uint32_t& id) const;
+  template <class T> TnSmartPtr<T> get(const NameKey& key) const;
+  template <class T> TnSmartPtr<T> get(const NameTypeKey& key) const;
+  template <class T> TnSmartPtr<T> get(const AssetKey& key) const;
+  template <class T> void get(std::vector<TnSmartPtr<T>>& out) const;
+  template <class T> void get(std::vector<TnSmartPtr<T>>& out, const std::set<std::uint32_t>& ids) const;
+  template <class T>
+  void get(std::vector<TnSmartPtr<T>>& out, const typename ObjectTraits<T>::criteria_type& criteria) const;
+
+  template <class T> bool exists(const NameKey& key) const;
+  template <class T> bool exists(const NameTypeKey& key) const;
+  template <class T> bool exists(const AssetKey& key) const;
+  template <class T> std::size_t count() const;
+  template <class T> std::size_t count(const typename ObjectTraits<T>::criteria_type& criteria) const;
+
+  // ---- Saving. Inserts a new object, updates a dirty one of this library,
+  // stores a clone of an object of another library (recorded in `mapping`, so
+  // each is copied once per mapping) and writes nothing for a clean one. A new
+  // object that collides with a row on a unique key is bound to that row; a
+  // stored one throws ObjectNotUnique. Referenced objects are saved first. Throw
+  // LibraryReadOnly, NullPointer (a required reference missing), ObjectNotFound
+  // (the row to update is gone), RetryLimitExceeded or the database exceptions;
+  // a failed save leaves nothing of itself in the file. Null gives null.
+
+  template <class T> TnSmartPtr<const T> save(const TnSmartPtr<const T>& object, IdMapping& mapping);
+  template <class T> TnSmartPtr<T> save(const TnSmartPtr<T>& object, IdMapping& mapping);
+  template <class T> TnSmartPtr<const T> save(const TnSmartPtr<const T>& object);
+  template <class T> TnSmartPtr<T> save(const TnSmartPtr<T>& object);
+
+  // ---- Removal. An object still referenced by another stays (code 2), an
+  // unknown id reports 3. Purge removes every object of the types that can go,
+  // then compacts the file.
+
+  struct RemoveResult {
+    enum Code {
+      kRemoved = 0,
+      kVetoed = 1,      // the reactor kept the object
+      kReferenced = 2,  // another object still refers to it
+      kNotFound = 3,
+    };
+    Code code = kRemoved;
+    RemoveResult() = default;
+    RemoveResult(Code c) : code(c) {}  // NOLINT
+    operator int() const { return code; }  // NOLINT
+  };
+  using RemoveResults = std::map<ObjectKey, RemoveResult>;
+
+  template <class T> RemoveResult remove(const TnSmartPtr<T>& object);
+  template <class T> RemoveResult remove(std::uint32_t id);
+  template <class T> void remove(const std::set<std::uint32_t>& ids);
+  template <class T> void remove(const std::set<std::uint32_t>& ids, RemoveResults& results);
+  void remove(const std::set<ObjectKey>& keys, RemoveResults& results);
+  template <class T> void purge();
+  template <class T> void purge(RemoveResults& results);
+  void purge();
+  void purge(RemoveResults& results);
+  void purge(const std::set<ObjectType>& types, RemoveResults& results);
+
+ private:
+  friend class detail::LibraryAccess;
+  explicit Library(Impl* impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tarnlib
+
+#endif  // TARNLIB_LIBRARY_H_
