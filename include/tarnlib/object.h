@@ -415,6 +415,37 @@ TARNLIB_EXPORT OdRxObject* queryOwnClass(const OdRxObject* self, const OdRxClass
   ::tarnlib::TnSmartPtr<const Class> save(const std::shared_ptr<::tarnlib::Library>& library) const;        \
   bool save() { return ::tarnlib::Object::save(); }
 
+// The persistent-class half of the boilerplate, for a class that keeps all its
+// fields, its ObjectState `state` among them, in a private record `Impl`
+// defined in its .cpp. Inside the class body, after TARNLIB_DECLARE_OBJECT:
+//   TARNLIB_DECLARE_PERSISTENT(Material)
+// and in the .cpp, after the definition of Material::Impl:
+//   TARNLIB_DEFINE_PERSISTENT(Material)
+// A clone copies the record with a fresh state: unsaved, dirty, no library.
+// Leaves the access at public.
+#define TARNLIB_DECLARE_PERSISTENT(Class)                                                          \
+ public:                                                                                            \
+  struct Impl;                                                                                      \
+  ~Class() override;                                                                                \
+  Impl& impl() { return *impl_; }                                                                   \
+  const Impl& impl() const { return *impl_; }                                                       \
+                                                                                                    \
+ protected:                                                                                         \
+  OdRxObjectPtr clone() const override;                                                             \
+  ::tarnlib::TnSmartPtr<::tarnlib::Object> saveImpl(const std::shared_ptr<::tarnlib::Library>& library, \
+                                                    ::tarnlib::IdMapping& mapping) override;        \
+  ::tarnlib::TnSmartPtr<const ::tarnlib::Object> saveImpl(                                          \
+      const std::shared_ptr<::tarnlib::Library>& library, ::tarnlib::IdMapping& mapping) const override; \
+  ::tarnlib::ObjectState& state() override;                                                         \
+  const ::tarnlib::ObjectState& state() const override;                                             \
+                                                                                                    \
+ private:                                                                                           \
+  Class();                                                                                          \
+  explicit Class(std::unique_ptr<Impl> impl);                                                       \
+  std::unique_ptr<Impl> impl_;                                                                      \
+                                                                                                    \
+ public:
+
 #define TARNLIB_DETAIL_DEFINE_OBJECT_COMMON(Class, Base)                                                    \
   OdRxClass* Class::rxDesc_ = nullptr;                                                                      \
   OdRxClass* Class::desc() { return rxDesc_; }                                                              \

@@ -11,6 +11,7 @@
 #include "core/transaction_impl.h"
 #include "db/error.h"
 #include "tarnlib/guid.h"
+#include "objects/mappings.h"
 #include "tarnlib/memfs.h"
 
 namespace tarnlib {
@@ -117,6 +118,7 @@ Meta loadMeta(db::Connection& connection) {
 }
 
 std::shared_ptr<Library> openLibrary(const OpenRequest& request) {
+  objects::ensureClasses();
   FileLocation location = FileLocation::parse(request.filename);
   MemvfsRegistration registration(location.memvfs);
   try {

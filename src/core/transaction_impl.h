@@ -42,6 +42,9 @@ class Transaction::Impl {
   std::shared_ptr<Library> library;
   bool ended = true;   // the reactor has been told that this transaction ended
   bool notify = true;  // whether a commit delivers the collected notifications
+  // Set while an operation runs inside the caller's transaction rather than its
+  // own: a failing write then undoes its own part through a savepoint.
+  bool joinedScope = false;
   std::set<ObjectKey> touched;
 
  private:
@@ -90,6 +93,12 @@ auto inTransaction(const Library& library, Access access, Op&& op) -> decltype(o
       Transaction::Impl& tx = joined ? detail::TransactionAccess::impl(Transaction::current())
                                      : detail::TransactionAccess::impl(own);
       if (!joined) tx.begin(true, access == Access::Write);
+      struct JoinFlag {
+        Transaction::Impl& tx;
+        bool previous;
+        ~JoinFlag() { tx.joinedScope = previous; }
+      } flag{tx, tx.joinedScope};
+      tx.joinedScope = joined;
       if constexpr (std::is_void_v<Result>) {
         op(tx);
         if (access == Access::Write) joined ? tx.deliver() : tx.commit();

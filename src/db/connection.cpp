@@ -68,6 +68,13 @@ std::unique_ptr<Statement> Connection::prepareOnce(std::string_view sql) {
 bool Connection::readOnly() const { return sqlite3_db_readonly(db_, "main") == 1; }
 bool Connection::inTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
 std::int64_t Connection::lastInsertId() const { return sqlite3_last_insert_rowid(db_); }
+bool Connection::deferredViolations() const {
+  int current = 0;
+  int highwater = 0;
+  sqlite3_db_status(db_, SQLITE_DBSTATUS_DEFERRED_FKS, &current, &highwater, 0);
+  return current != 0;
+}
+
 int Connection::changes() const { return sqlite3_changes(db_); }
 
 }  // namespace tarnlib::db

@@ -70,6 +70,8 @@ class Connection {
 
   bool readOnly() const;
   bool inTransaction() const;
+  // Whether deferred foreign-key violations are waiting for the commit.
+  bool deferredViolations() const;
   std::int64_t lastInsertId() const;
   int changes() const;
   sqlite3* handle() const { return db_; }

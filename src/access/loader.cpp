@@ -1,0 +1,215 @@
+#include "access/loader.h"
+
+#include <algorithm>
+#include <map>
+
+#include "access/object_access.h"
+#include "db/error.h"
+
+namespace tarnlib::access {
+
+namespace {
+
+std::uint64_t cacheKey(const Mapping& mapping, std::uint32_t id) {
+  return (static_cast<std::uint64_t>(mapping.root().type()) << 32) | id;
+}
+
+std::string qualified(const db::Table& table, const std::string& column) {
+  return db::quote(table.name()) + '.' + db::quote(column);
+}
+
+// The WHERE clause of a selection over `idColumn`, binding from `stmt` later.
+std::string whereClause(const Selection& selection, const std::string& idColumn) {
+  switch (selection.kind) {
+    case Selection::Kind::All:
+      return std::string();
+    case Selection::Kind::Ids:
+      return selection.ids.size() == 1 ? " WHERE " + idColumn + " = ?"
+                                       : " WHERE " + idColumn + " IN (SELECT value FROM json_each(?))";
+    case Selection::Kind::Where:
+      return " WHERE " + selection.where;
+  }
+  return std::string();
+}
+
+void bindSelection(db::Statement& stmt, const Selection& selection) {
+  switch (selection.kind) {
+    case Selection::Kind::All:
+      break;
+    case Selection::Kind::Ids:
+      if (selection.ids.size() == 1) stmt.bind(0, selection.ids.front());
+      else stmt.bind(0, idArray(selection.ids));
+      break;
+    case Selection::Kind::Where:
+      for (std::size_t i = 0; i < selection.values.size(); ++i)
+        bindSqlValue(stmt, static_cast<int>(i), selection.values[i]);
+      break;
+  }
+}
+
+}  // namespace
+
+std::string fromClause(const Mapping& mapping) {
+  const auto& chain = mapping.chain();
+  const db::Table& own = *chain.back()->table;
+  std::string from = " FROM " + db::quote(own.name());
+  for (auto it = chain.rbegin() + 1; it != chain.rend(); ++it) {
+    const db::Table& t = *(*it)->table;
+    from += " LEFT JOIN " + db::quote(t.name()) + " ON " + qualified(t, "id") + '=' + qualified(own, "id");
+  }
+  return from;
+}
+
+Object* Loader::cached(const Mapping& mapping, std::uint32_t id) const {
+  auto it = cache_.find(cacheKey(mapping, id));
+  return it == cache_.end() ? nullptr : it->second.get();
+}
+
+TnSmartPtr<Object> Loader::loadOne(const Mapping& mapping, std::uint32_t id) {
+  std::vector<TnSmartPtr<Object>> out;
+  load(mapping, Selection::of({id}), out);
+  return out.empty() ? TnSmartPtr<Object>() : out.front();
+}
+
+void Loader::load(const Mapping& mapping, const Selection& selection,
+                  std::vector<TnSmartPtr<Object>>& out) {
+  if (!mapping.hasDerived()) {
+    loadConcrete(mapping, selection, out);
+    return;
+  }
+  // A class with subclasses: find each row's most derived class, then load
+  // every class's rows together.
+  const db::Table& root = mapping.root().table();
+  const std::string sql = "SELECT " + qualified(root, "id") + ", " + qualified(root, "typeid") +
+                          fromClause(mapping) +
+                          whereClause(selection, qualified(mapping.table(), "id"));
+  std::map<const Mapping*, std::vector<std::uint32_t>> byClass;
+  {
+    auto stmt = connection_.prepare(sql);
+    bindSelection(*stmt, selection);
+    while (stmt->step()) {
+      const Mapping* concrete = mappingOfTypeId(stmt->utf8(1));
+      if (concrete && concrete->isKindOf(mapping)) byClass[concrete].push_back(stmt->id(0));
+    }
+  }
+  const std::size_t first = out.size();
+  for (auto& [concrete, ids] : byClass) loadConcrete(*concrete, Selection::of(std::move(ids)), out);
+  std::sort(out.begin() + static_cast<std::ptrdiff_t>(first), out.end(),
+            [](const TnSmartPtr<Object>& a, const TnSmartPtr<Object>& b) { return a->id() < b->id(); });
+}
+
+void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
+                          std::vector<TnSmartPtr<Object>>& out) {
+  const db::Table& own = mapping.table();
+  const std::string idColumn = qualified(own, "id");
+
+  // 1. The rows of the class's tables, joined.
+  std::string columns = idColumn;
+  for (const TableBinding* t : mapping.chain()) {
+    for (const FieldBinding& f : t->fields) columns += ", " + qualified(*t->table, f.column);
+    for (const ReferenceBinding& r : t->references) columns += ", " + qualified(*t->table, r.column);
+  }
+  const std::string sql = "SELECT " + columns + fromClause(mapping) + whereClause(selection, idColumn) +
+                          " ORDER BY " + idColumn;
+
+  std::map<ObjectType, std::vector<PendingRef>> pending;
+  std::vector<Object*> fresh;  // loaded by this call, in id order
+  std::unordered_map<std::uint32_t, Object*> owners;
+  {
+    auto stmt = connection_.prepare(sql);
+    bindSelection(*stmt, selection);
+    while (stmt->step()) {
+      const std::uint32_t id = stmt->id(0);
+      if (Object* known = cached(mapping, id)) {
+        out.emplace_back(known);
+        continue;
+      }
+      TnSmartPtr<Object> object = mapping.create();
+      ObjectState& state = detail::ObjectAccess::state(*object);
+      state.id = id;
+      state.library = library_;
+      int column = 1;
+      for (const TableBinding* t : mapping.chain()) {
+        for (const FieldBinding& f : t->fields) f.read(*object, *stmt, column++);
+        for (const ReferenceBinding& r : t->references) {
+          if (!stmt->isNull(column)) pending[r.target].push_back(PendingRef{stmt->id(column), r.slot(*object)});
+          ++column;
+        }
+      }
+      fresh.push_back(object.get());
+      owners.emplace(id, object.get());
+      cache_.emplace(cacheKey(mapping, id), object);
+      out.push_back(std::move(object));
+    }
+  }
+  if (fresh.empty()) return;
+
+  // 2. Container rows of the loaded objects, staged until their references load.
+  std::vector<std::unique_ptr<ContainerBinding::Staging>> stagings;
+  std::vector<std::uint32_t> freshIds;
+  const bool everyRow = selection.kind == Selection::Kind::All;
+  if (!everyRow) {
+    freshIds.reserve(fresh.size());
+    for (Object* o : fresh) freshIds.push_back(o->id());
+  }
+  for (const ContainerBinding* container : mapping.containers()) {
+    const db::Table& table = container->table();
+    std::string select = "SELECT " + qualified(table, "object_id");
+    for (const std::string& c : container->elementColumns()) select += ", " + qualified(table, c);
+    select += " FROM " + db::quote(table.name());
+    if (!everyRow) {
+      select += freshIds.size() == 1 ? " WHERE \"object_id\" = ?"
+                                     : " WHERE \"object_id\" IN (SELECT value FROM json_each(?))";
+    }
+    select += container->ordered() ? " ORDER BY \"object_id\", \"index\"" : " ORDER BY \"object_id\"";
+    auto staging = container->staging();
+    auto stmt = connection_.prepare(select);
+    if (!everyRow) {
+      if (freshIds.size() == 1) stmt->bind(0, freshIds.front());
+      else stmt->bind(0, idArray(freshIds));
+    }
+    Object* owner = nullptr;
+    std::uint32_t ownerId = 0;
+    while (stmt->step()) {
+      const std::uint32_t id = stmt->id(0);
+      if (!owner || id != ownerId) {
+        auto it = owners.find(id);
+        owner = it == owners.end() ? nullptr : it->second;
+        ownerId = id;
+      }
+      if (!owner) continue;  // a row of another class of the hierarchy
+      const std::uint32_t refId =
+          container->hasRef() && !stmt->isNull(1) ? stmt->id(1) : 0;
+      staging->stage(*owner, *stmt, container->hasRef() ? 2 : 1, refId);
+    }
+    if (container->hasRef()) staging->pending(container->refTarget(), pending[container->refTarget()]);
+    stagings.push_back(std::move(staging));
+  }
+
+  // 3. Referenced objects, one batch per type.
+  for (auto& [target, refs] : pending) resolve(target, refs);
+  for (auto& staging : stagings) staging->finish();
+  for (Object* o : fresh) detail::ObjectAccess::state(*o).dirty = false;
+}
+
+void Loader::resolve(ObjectType target, std::vector<PendingRef>& pending) {
+  if (pending.empty()) return;
+  const Mapping& mapping = mappingOf(target);
+  std::vector<std::uint32_t> missing;
+  for (const PendingRef& ref : pending)
+    if (!cached(mapping, ref.id)) missing.push_back(ref.id);
+  if (!missing.empty()) {
+    std::sort(missing.begin(), missing.end());
+    missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
+    std::vector<TnSmartPtr<Object>> loaded;
+    load(mapping, Selection::of(std::move(missing)), loaded);
+  }
+  for (const PendingRef& ref : pending) {
+    // A row that is not there (a dangling reference in a damaged file) or of
+    // another class than the reference allows leaves the reference empty.
+    Object* object = cached(mapping, ref.id);
+    if (object && mappingOf(object->tarnlibType()).isKindOf(mapping)) ref.slot.assign(object);
+  }
+}
+
+}  // namespace tarnlib::access

@@ -1,0 +1,48 @@
+// The conditions that keys and criteria records become, over a class's tables.
+// Values are always bound; only table and column names from the descriptions
+// are written into the SQL text.
+#ifndef TARNLIB_ACCESS_QUERIES_H_
+#define TARNLIB_ACCESS_QUERIES_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "access/mapping.h"
+#include "access/selection.h"
+#include "tarnlib/criteria.h"
+#include "tarnlib/keys.h"
+
+namespace tarnlib {
+struct AssetCriteria;
+}
+
+namespace tarnlib::access {
+
+// "table"."column" of the class's table that holds `column`.
+std::string columnOf(const Mapping& mapping, const std::string& column);
+
+// Appends " AND "-joined condition of `criteria` on `column`; nothing for anything.
+void appendCondition(const StringCriteria& criteria, const std::string& column, std::string& where,
+                     std::vector<SqlValue>& values);
+void appendAnd(std::string& where, const std::string& condition);
+
+// A query for get/count: the rows to read, and for criteria whose count is not
+// the number of rows (a tag filter counts an object once per matching tag) the
+// count statement.
+struct Query {
+  Selection selection;
+  std::optional<std::string> countSql;
+  std::vector<SqlValue> countValues;
+};
+
+Query queryFor(const Mapping& mapping, const NameKey& key);
+Query queryFor(const Mapping& mapping, const NameTypeKey& key);
+Query queryFor(const Mapping& mapping, const NameCriteria& criteria);
+Query queryFor(const Mapping& mapping, const CustomPropertyCriteria& criteria);
+Query queryFor(const Mapping& mapping, const AssetKey& key);
+Query queryFor(const Mapping& mapping, const AssetCriteria& criteria);
+
+}  // namespace tarnlib::access
+
+#endif  // TARNLIB_ACCESS_QUERIES_H_

@@ -1,0 +1,65 @@
+#include "tarnlib/custom_property.h"
+
+#include "objects/class_support.h"
+
+namespace tarnlib {
+
+struct CustomProperty::Impl {
+  ObjectState state;
+  OdString name;
+  ObjectType object_type = ObjectType{0};
+};
+
+TARNLIB_DEFINE_OBJECT(CustomProperty, Object)
+TARNLIB_DEFINE_PERSISTENT(CustomProperty)
+TARNLIB_INSTANTIATE_LIBRARY_OPERATIONS(CustomProperty);
+TARNLIB_INSTANTIATE_KEY_LOOKUP(CustomProperty, NameTypeKey)
+
+TnSmartPtr<CustomProperty> CustomProperty::create(const OdString& name, ObjectType objectType) {
+  objects::ensureClasses();
+  TnSmartPtr<CustomProperty> property(new CustomProperty());
+  property->impl_->name = name;
+  property->impl_->object_type = objectType;
+  return property;
+}
+
+const OdString& CustomProperty::name() const { return impl_->name; }
+void CustomProperty::set_name(const OdString& name) {
+  objects::assignIfChanged(impl_->name, name, impl_->state);
+}
+ObjectType CustomProperty::object_type() const { return impl_->object_type; }
+
+bool CustomProperty::operator==(const CustomProperty& other) const {
+  return Object::operator==(other) && impl_->name == other.impl_->name &&
+         impl_->object_type == other.impl_->object_type;
+}
+
+const access::Mapping& objects::customPropertyMapping() {
+  static access::Mapping mapping(ObjectType::CustomProperty, "CustomProperty", nullptr,
+                                 &objects::instantiate<CustomProperty>);
+  static const access::Mapping& sealed =
+      mapping.table("tarnlib_CustomProperty")
+          .field(TARNLIB_FIELD(CustomProperty, OdString, "name", name))
+          .field(TARNLIB_FIELD(CustomProperty, ObjectType, "object_type", object_type))
+          .seal();
+  return sealed;
+}
+
+// Materials and compositions hold custom values; until they exist in this
+// build no property is in use.
+bool isCustomPropUsed(std::shared_ptr<const Library> library, TnSmartPtr<CustomProperty> property) {
+  if (!library || !property || property->name().isEmpty()) return false;
+  return false;
+}
+
+std::size_t getCustomProperties(std::vector<TnSmartPtr<CustomProperty>>& out,
+                                std::shared_ptr<const Library> library, ObjectType objectType) {
+  out.clear();
+  if (!library) return 0;
+  CustomPropertyCriteria criteria;
+  criteria.object_type = objectType;
+  library->get<CustomProperty>(out, criteria);
+  return out.size();
+}
+
+}  // namespace tarnlib

@@ -1,0 +1,43 @@
+#include <mutex>
+
+#include "objects/mappings.h"
+#include "tarnlib/asset.h"
+#include "tarnlib/custom_property.h"
+#include "tarnlib/layer.h"
+#include "tarnlib/tag.h"
+
+namespace tarnlib {
+
+namespace access {
+
+// Called once by the mapping registry on its first lookup.
+void registerAllMappings() {
+  objects::tagMapping();
+  objects::layerMapping();
+  objects::customPropertyMapping();
+  objects::informationAssetMapping();
+  objects::physicalAssetMapping();
+  objects::bimAssetMapping();
+}
+
+}  // namespace access
+
+namespace objects {
+
+void ensureClasses() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    // Bases before derived classes.
+    Object::rxInit();
+    Tag::rxInit();
+    Layer::rxInit();
+    CustomProperty::rxInit();
+    Asset::rxInit();
+    InformationAsset::rxInit();
+    PhysicalAsset::rxInit();
+    BimAsset::rxInit();
+  });
+}
+
+}  // namespace objects
+}  // namespace tarnlib
