@@ -63,6 +63,16 @@ TEST(LibraryCreate, NewFileHasCurrentSchemaAndMetadata) {
   EXPECT_EQ(again->guid(), guid);
 }
 
+TEST(LibraryCreate, SchemaTextEqualsTheRecordedOne) {
+  TempDir dir;
+  ASSERT_TRUE(Library::create(dir.odFile("a"), LibraryUnit::Millimeter));
+  std::string dump;
+  for (const std::string& sql :
+       RawDb(dir.file("a")).rows("SELECT sql FROM sqlite_master WHERE sql IS NOT NULL ORDER BY rowid"))
+    dump += sql + ";\n";
+  EXPECT_EQ(dump, testing::readBytes(std::string(TARNLIB_TEST_DATA_DIR) + "/schema-1013.sql"));
+}
+
 TEST(LibraryCreate, GuidTextFollowsDerivation) {
   TempDir dir;
   const OdString uuid(L"4b7009ef-0317-4504-a674-282d1b5bb08f");

@@ -100,8 +100,13 @@ bool Library::isReadOnly() const {
 
 namespace {
 
-void writeMeta(const Library& library, const Meta& meta) {
-  inTransaction(library, Access::Write, [&](Transaction::Impl& tx) {
+// Writes one change to the metadata row. The row is read again inside the write
+// transaction, so a change made meanwhile by another thread or process to the
+// other fields is kept rather than overwritten with this handle's old copy.
+Meta writeMeta(const Library& library, void (*change)(Meta&, const OdString&), const OdString& value) {
+  return inTransaction(library, Access::Write, [&](Transaction::Impl& tx) {
+    Meta meta = readMeta(tx.connection());
+    change(meta, value);
     auto stmt = tx.connection().prepare(
         "UPDATE \"tarnlib_Meta\" SET \"guid\"=?, \"unit\"=?, \"locale\"=?, \"region\"=? WHERE \"id\"=?");
     stmt->bind(0, meta.guid)
@@ -110,25 +115,44 @@ void writeMeta(const Library& library, const Meta& meta) {
         .bind(3, meta.region)
         .bind(4, meta.id);
     if (stmt->exec() == 0) db::fail(db::Condition::NotPersistent, "metadata row missing");
+    return meta;
   });
 }
 
 }  // namespace
 
+Meta readMeta(db::Connection& connection) {
+  auto stmt = connection.prepare(
+      "SELECT \"tarnlib_Meta\".\"id\", \"tarnlib_Meta\".\"guid\", \"tarnlib_Meta\".\"unit\", "
+      "\"tarnlib_Meta\".\"locale\", \"tarnlib_Meta\".\"region\" FROM \"tarnlib_Meta\"");
+  if (!stmt->step()) db::fail(db::Condition::NotPersistent, "library has no metadata row");
+  Meta meta;
+  meta.id = stmt->id(0);
+  meta.guid = stmt->text(1);
+  meta.unit = static_cast<LibraryUnit>(stmt->integer(2));
+  meta.locale = stmt->text(3);
+  meta.region = stmt->text(4);
+  return meta;
+}
+
 void Library::locale(const OdString& value) {
-  if (value == impl_->meta.locale) return;
-  Meta changed = impl_->meta;
-  changed.locale = value;
-  writeMeta(*this, changed);
-  impl_->meta = std::move(changed);
+  {
+    std::lock_guard<std::mutex> lock(impl_->metaMutex);
+    if (value == impl_->meta.locale) return;
+  }
+  Meta written = writeMeta(*this, [](Meta& m, const OdString& v) { m.locale = v; }, value);
+  std::lock_guard<std::mutex> lock(impl_->metaMutex);
+  impl_->meta = std::move(written);
 }
 
 void Library::region(const OdString& value) {
-  if (value == impl_->meta.region) return;
-  Meta changed = impl_->meta;
-  changed.region = value;
-  writeMeta(*this, changed);
-  impl_->meta = std::move(changed);
+  {
+    std::lock_guard<std::mutex> lock(impl_->metaMutex);
+    if (value == impl_->meta.region) return;
+  }
+  Meta written = writeMeta(*this, [](Meta& m, const OdString& v) { m.region = v; }, value);
+  std::lock_guard<std::mutex> lock(impl_->metaMutex);
+  impl_->meta = std::move(written);
 }
 
 void Library::copyMeta(const std::shared_ptr<const Library>& other) {

@@ -51,6 +51,9 @@ class Library::Impl {
   bool isNew;
   std::uint64_t version;
   Meta meta;
+  // Guards `meta` against two threads writing metadata at once; the getters
+  // hand out references and are not meant to race with a setter.
+  std::mutex metaMutex;
   Library::Reactor* reactor;
 
  private:
@@ -69,6 +72,9 @@ class LibraryAccess {
 };
 
 }  // namespace detail
+
+// The metadata row; throws db::Error (NotPersistent when there is none).
+Meta readMeta(db::Connection& connection);
 
 // The do-nothing reactor installed when the host sets none.
 Library::Reactor& defaultReactor();

@@ -103,20 +103,6 @@ std::optional<Prepared> prepareSchema(db::Connection& connection, const OpenRequ
   return prepared;
 }
 
-Meta loadMeta(db::Connection& connection) {
-  auto stmt = connection.prepare(
-      "SELECT \"tarnlib_Meta\".\"id\", \"tarnlib_Meta\".\"guid\", \"tarnlib_Meta\".\"unit\", "
-      "\"tarnlib_Meta\".\"locale\", \"tarnlib_Meta\".\"region\" FROM \"tarnlib_Meta\"");
-  if (!stmt->step()) db::fail(db::Condition::NotPersistent, "library has no metadata row");
-  Meta meta;
-  meta.id = stmt->id(0);
-  meta.guid = stmt->text(1);
-  meta.unit = static_cast<LibraryUnit>(stmt->integer(2));
-  meta.locale = stmt->text(3);
-  meta.region = stmt->text(4);
-  return meta;
-}
-
 std::shared_ptr<Library> openLibrary(const OpenRequest& request) {
   objects::ensureClasses();
   FileLocation location = FileLocation::parse(request.filename);
@@ -137,7 +123,7 @@ std::shared_ptr<Library> openLibrary(const OpenRequest& request) {
     std::shared_ptr<Library> library = detail::LibraryAccess::make(impl);
     impl->release(std::move(connection));
     impl->meta = inTransaction(*library, Access::Read,
-                               [](Transaction::Impl& tx) { return loadMeta(tx.connection()); });
+                               [](Transaction::Impl& tx) { return readMeta(tx.connection()); });
     return library;
   } catch (...) {
     // Any failure to open, migrate or read is reported as no library.
