@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/migration_internal.h"
 #include "core/schema.h"
 #include "core/schema_setup.h"
 #include "db/error.h"
@@ -47,9 +48,11 @@ OdString guidNamespace(db::Connection& connection) {
   return guid.isEmpty() ? OdString(kLibraryGuidFallbackNamespace) : guid;
 }
 
-// Rows without a GUID get the name-based GUID of their name, so the same library
-// always yields the same GUIDs. Compositions first, then profiles.
-void assignGuids(db::Connection& connection) {
+}  // namespace
+
+// The same library always yields the same GUIDs for the same rows, so two copies
+// of one old file migrated apart still agree.
+void assignNameBasedGuids(db::Connection& connection) {
   const OdString ns = guidNamespace(connection);
   struct Source {
     const char* select;
@@ -78,6 +81,8 @@ void assignGuids(db::Connection& connection) {
     }
   }
 }
+
+namespace {
 
 struct Step {
   int version;
@@ -112,7 +117,7 @@ const std::vector<Step>& steps() {
       {1012,
        {addColumn("tarnlib_Composition", "\"guid\" TEXT NOT NULL DEFAULT ''"),
         addColumn("tarnlib_Profile", "\"guid\" TEXT NOT NULL DEFAULT ''")},
-       assignGuids},
+       assignNameBasedGuids},
       {1013, backgroundColourColumns(), nullptr},
   };
   return all;
@@ -154,7 +159,5 @@ void migrate(db::Connection& connection, std::int64_t from) {
     clearMigrationFlag(connection);
   }
 }
-
-bool convertLegacy(db::Connection&) { return false; }
 
 }  // namespace tarnlib::schema
