@@ -18,6 +18,10 @@ namespace tarnlib {
 
 class Library;
 
+namespace detail {
+class CustomPropertyKeyAccess;
+}
+
 class TARNLIB_EXPORT CustomProperty : public Object {
   TARNLIB_DECLARE_OBJECT(CustomProperty)
   TARNLIB_DECLARE_PERSISTENT(CustomProperty)
@@ -58,6 +62,9 @@ class TARNLIB_EXPORT CustomPropertyKey {
   }
 
  private:
+  // Saving re-points a key at the stored property of the same name, which
+  // leaves the key's place in its map unchanged.
+  friend class detail::CustomPropertyKeyAccess;
   CustomPropertyKey() = default;
   TnSmartPtr<const CustomProperty> property_;
 };

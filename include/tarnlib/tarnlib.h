@@ -8,6 +8,7 @@
 #include "tarnlib/platform/OdString.h"
 
 #include "tarnlib/asset.h"
+#include "tarnlib/composition.h"
 #include "tarnlib/criteria.h"
 #include "tarnlib/custom_property.h"
 #include "tarnlib/exceptions.h"
@@ -17,6 +18,7 @@
 #include "tarnlib/layer.h"
 #include "tarnlib/library.h"
 #include "tarnlib/library_manager.h"
+#include "tarnlib/material.h"
 #include "tarnlib/memfs.h"
 #include "tarnlib/object.h"
 #include "tarnlib/tag.h"

@@ -75,13 +75,13 @@ std::size_t Library::count(const typename ObjectTraits<T>::criteria_type& criter
 template <class T>
 TnSmartPtr<const T> Library::save(const TnSmartPtr<const T>& object, IdMapping& mapping) {
   if (!object) return TnSmartPtr<const T>();
-  return access::narrow<const T>(access::saveObject(*this, *object, mapping, true));
+  return access::narrow<const T>(access::saveObject(*this, *object, mapping));
 }
 
 template <class T>
 TnSmartPtr<T> Library::save(const TnSmartPtr<T>& object, IdMapping& mapping) {
   if (!object) return TnSmartPtr<T>();
-  return access::narrow<T>(access::saveObject(*this, *object, mapping, false));
+  return access::narrow<T>(access::saveObject(*this, *object, mapping));
 }
 
 template <class T>

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <map>
+#include <mutex>
+#include <optional>
 
 #include "access/object_access.h"
 #include "db/error.h"
@@ -18,18 +20,83 @@ std::string qualified(const db::Table& table, const std::string& column) {
   return db::quote(table.name()) + '.' + db::quote(column);
 }
 
-// The WHERE clause of a selection over `idColumn`, binding from `stmt` later.
-std::string whereClause(const Selection& selection, const std::string& idColumn) {
-  switch (selection.kind) {
-    case Selection::Kind::All:
-      return std::string();
-    case Selection::Kind::Ids:
-      return selection.ids.size() == 1 ? " WHERE " + idColumn + " = ?"
-                                       : " WHERE " + idColumn + " IN (SELECT value FROM json_each(?))";
-    case Selection::Kind::Where:
-      return " WHERE " + selection.where;
+// One query in the forms a selection asks for: every row, one id, a list of
+// ids, or a condition of the caller's put between `head` and `tail`.
+struct SelectSql {
+  std::string head;  // up to the WHERE
+  std::string tail;  // after it (ORDER BY)
+  std::string all;
+  std::string one;
+  std::string many;
+
+  SelectSql(std::string h, const std::string& idColumn, std::string t)
+      : head(std::move(h)), tail(std::move(t)) {
+    all = head + tail;
+    one = head + " WHERE " + idColumn + " = ?" + tail;
+    many = head + " WHERE " + idColumn + " IN (SELECT value FROM json_each(?))" + tail;
   }
-  return std::string();
+
+  // The text for `selection`; a condition is assembled in `scratch`.
+  const std::string& text(const Selection& selection, std::string& scratch) const {
+    switch (selection.kind) {
+      case Selection::Kind::All:
+        return all;
+      case Selection::Kind::Ids:
+        return selection.ids.size() == 1 ? one : many;
+      case Selection::Kind::Where:
+        break;
+    }
+    scratch = head + " WHERE " + selection.where + tail;
+    return scratch;
+  }
+  // The same over an id list of `count` entries, never a condition.
+  const std::string& ids(std::size_t count) const { return count == 1 ? one : many; }
+};
+
+// The statement texts that loading one class runs. They depend on the mapping
+// alone, so they are built on first use and kept: loading one object by id then
+// spends its time in SQLite rather than in assembling the same SQL again.
+struct ReadSql {
+  std::optional<SelectSql> kinds;  // id and "typeid", for a class with subclasses
+  std::optional<SelectSql> rows;   // the joined rows of the class's tables
+  std::vector<SelectSql> containers;
+};
+
+std::unique_ptr<ReadSql> buildReadSql(const Mapping& mapping) {
+  auto sql = std::make_unique<ReadSql>();
+  const std::string idColumn = qualified(mapping.table(), "id");
+  const std::string from = fromClause(mapping);
+  if (mapping.hasDerived()) {
+    const db::Table& root = mapping.root().table();
+    sql->kinds.emplace("SELECT " + qualified(root, "id") + ", " + qualified(root, "typeid") + from, idColumn,
+                       std::string());
+  }
+  if (mapping.abstract()) return sql;
+  std::string columns = idColumn;
+  for (const TableBinding* t : mapping.chain()) {
+    for (const FieldBinding& f : t->fields) columns += ", " + qualified(*t->table, f.column);
+    for (const ReferenceBinding& r : t->references) columns += ", " + qualified(*t->table, r.column);
+  }
+  sql->rows.emplace("SELECT " + columns + from, idColumn, " ORDER BY " + idColumn);
+  for (const ContainerBinding* container : mapping.containers()) {
+    const db::Table& table = container->table();
+    std::string select = "SELECT " + qualified(table, "object_id");
+    for (const std::string& c : container->elementColumns()) select += ", " + qualified(table, c);
+    select += " FROM " + db::quote(table.name());
+    sql->containers.emplace_back(select, "\"object_id\"",
+                                 container->ordered() ? " ORDER BY \"object_id\", \"index\""
+                                                      : " ORDER BY \"object_id\"");
+  }
+  return sql;
+}
+
+const ReadSql& readSql(const Mapping& mapping) {
+  static std::mutex mutex;
+  static std::unordered_map<const Mapping*, std::unique_ptr<ReadSql>> cache;
+  std::lock_guard<std::mutex> lock(mutex);
+  std::unique_ptr<ReadSql>& sql = cache[&mapping];
+  if (!sql) sql = buildReadSql(mapping);
+  return *sql;
 }
 
 void bindSelection(db::Statement& stmt, const Selection& selection) {
@@ -79,13 +146,10 @@ void Loader::load(const Mapping& mapping, const Selection& selection,
   }
   // A class with subclasses: find each row's most derived class, then load
   // every class's rows together.
-  const db::Table& root = mapping.root().table();
-  const std::string sql = "SELECT " + qualified(root, "id") + ", " + qualified(root, "typeid") +
-                          fromClause(mapping) +
-                          whereClause(selection, qualified(mapping.table(), "id"));
+  std::string scratch;
   std::map<const Mapping*, std::vector<std::uint32_t>> byClass;
   {
-    auto stmt = connection_.prepare(sql);
+    auto stmt = connection_.prepare(readSql(mapping).kinds->text(selection, scratch));
     bindSelection(*stmt, selection);
     while (stmt->step()) {
       const Mapping* concrete = mappingOfTypeId(stmt->utf8(1));
@@ -100,23 +164,15 @@ void Loader::load(const Mapping& mapping, const Selection& selection,
 
 void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
                           std::vector<TnSmartPtr<Object>>& out) {
-  const db::Table& own = mapping.table();
-  const std::string idColumn = qualified(own, "id");
+  const ReadSql& sql = readSql(mapping);
+  std::string scratch;
 
   // 1. The rows of the class's tables, joined.
-  std::string columns = idColumn;
-  for (const TableBinding* t : mapping.chain()) {
-    for (const FieldBinding& f : t->fields) columns += ", " + qualified(*t->table, f.column);
-    for (const ReferenceBinding& r : t->references) columns += ", " + qualified(*t->table, r.column);
-  }
-  const std::string sql = "SELECT " + columns + fromClause(mapping) + whereClause(selection, idColumn) +
-                          " ORDER BY " + idColumn;
-
   std::map<ObjectType, std::vector<PendingRef>> pending;
   std::vector<Object*> fresh;  // loaded by this call, in id order
   std::unordered_map<std::uint32_t, Object*> owners;
   {
-    auto stmt = connection_.prepare(sql);
+    auto stmt = connection_.prepare(sql.rows->text(selection, scratch));
     bindSelection(*stmt, selection);
     while (stmt->step()) {
       const std::uint32_t id = stmt->id(0);
@@ -152,18 +208,12 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
     freshIds.reserve(fresh.size());
     for (Object* o : fresh) freshIds.push_back(o->id());
   }
-  for (const ContainerBinding* container : mapping.containers()) {
-    const db::Table& table = container->table();
-    std::string select = "SELECT " + qualified(table, "object_id");
-    for (const std::string& c : container->elementColumns()) select += ", " + qualified(table, c);
-    select += " FROM " + db::quote(table.name());
-    if (!everyRow) {
-      select += freshIds.size() == 1 ? " WHERE \"object_id\" = ?"
-                                     : " WHERE \"object_id\" IN (SELECT value FROM json_each(?))";
-    }
-    select += container->ordered() ? " ORDER BY \"object_id\", \"index\"" : " ORDER BY \"object_id\"";
+  const auto& containers = mapping.containers();
+  for (std::size_t c = 0; c < containers.size(); ++c) {
+    const ContainerBinding* container = containers[c];
+    const SelectSql& select = sql.containers[c];
     auto staging = container->staging();
-    auto stmt = connection_.prepare(select);
+    auto stmt = connection_.prepare(everyRow ? select.all : select.ids(freshIds.size()));
     if (!everyRow) {
       if (freshIds.size() == 1) stmt->bind(0, freshIds.front());
       else stmt->bind(0, idArray(freshIds));

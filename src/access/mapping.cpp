@@ -67,6 +67,11 @@ Mapping& Mapping::container(std::unique_ptr<ContainerBinding> binding) {
   return *this;
 }
 
+Mapping& Mapping::beforeWrite(BeforeWrite hook) {
+  ownHooks_.push_back(hook);
+  return *this;
+}
+
 namespace {
 
 struct Registry {
@@ -101,10 +106,12 @@ const Mapping& Mapping::seal() {
   if (base_) {
     chain_ = base_->chain_;
     containers_ = base_->containers_;
+    hooks_ = base_->hooks_;
     const_cast<Mapping*>(base_)->markDerived();
   }
   chain_.push_back(&own_);
   for (const auto& c : ownContainers_) containers_.push_back(c.get());
+  hooks_.insert(hooks_.end(), ownHooks_.begin(), ownHooks_.end());
 
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mutex);

@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "access/selection.h"
 #include "db/statement.h"
 #include "db/table.h"
 #include "tarnlib/guid.h"
@@ -177,6 +178,24 @@ class ContainerBinding {
   bool refRequired_;
 };
 
+// What a class's beforeWrite hook may do inside the save that runs it: store
+// another object through that same save (mapping, duplicates, notifications)
+// and read stored objects.
+class WriteContext {
+ public:
+  // The object as stored in the library (itself, a clone, or bound to an equal row).
+  virtual TnSmartPtr<Object> store(const Object& object) = 0;
+  // Appends the objects of `type` that `selection` picks, in id order.
+  virtual void load(ObjectType type, const Selection& selection, std::vector<TnSmartPtr<Object>>& out) = 0;
+
+ protected:
+  ~WriteContext() = default;
+};
+
+// Runs before an object's references are saved and its rows written: the place
+// for a class to fill in or resolve what only the target library can answer.
+using BeforeWrite = void (*)(Object& object, WriteContext& context);
+
 // One table of a class and what of the object goes into it.
 struct TableBinding {
   const db::Table* table = nullptr;
@@ -208,6 +227,8 @@ class Mapping {
   const std::vector<const TableBinding*>& chain() const { return chain_; }
   // Containers of the whole chain.
   const std::vector<const ContainerBinding*>& containers() const { return containers_; }
+  // Hooks of the whole chain, the root's first.
+  const std::vector<BeforeWrite>& beforeWriteHooks() const { return hooks_; }
   // A column to filter on, with the table it lives in ("name" mostly).
   const db::Table* tableOf(const std::string& column) const;
 
@@ -216,6 +237,7 @@ class Mapping {
   Mapping& field(FieldBinding binding);
   Mapping& reference(std::string column, ObjectType target, RefSlot (*slot)(Object&));
   Mapping& container(std::unique_ptr<ContainerBinding> binding);
+  Mapping& beforeWrite(BeforeWrite hook);
   // Checks that every column of the class's table is bound (a forgotten column
   // would silently not be stored) and links the chain; throws std::logic_error.
   const Mapping& seal();
@@ -233,6 +255,8 @@ class Mapping {
   std::vector<const TableBinding*> chain_;
   std::vector<std::unique_ptr<ContainerBinding>> ownContainers_;
   std::vector<const ContainerBinding*> containers_;
+  std::vector<BeforeWrite> ownHooks_;
+  std::vector<BeforeWrite> hooks_;
 };
 
 // The mapping of a type; std::out_of_range for a type without one (8, 9, 10, 12).

@@ -3,7 +3,6 @@
 #include "access/loader.h"
 #include "access/object_access.h"
 #include "access/saver.h"
-#include "core/savepoint.h"
 #include "core/transaction_impl.h"
 #include "db/error.h"
 
@@ -114,17 +113,19 @@ TnSmartPtr<Object> getByGuid(const Library& library, ObjectType type, const Guid
   });
 }
 
-TnSmartPtr<Object> saveObject(Library& library, const Object& object, IdMapping& mapping, bool copy) {
+TnSmartPtr<Object> saveObject(Library& library, const Object& object, IdMapping& mapping) {
   auto self = selfOf(library);
   return inTransaction(library, Access::Write, [&](Transaction::Impl& tx) {
-    // Inside the caller's transaction a failed save must not leave half of
-    // itself behind for the caller's commit.
-    std::optional<Savepoint> savepoint;
-    if (tx.joinedScope) savepoint.emplace(tx.connection());
+    Saver saver(self, tx, mapping);
     try {
-      return Saver(self, tx, mapping).save(object, copy);
+      TnSmartPtr<Object> stored = saver.save(object);
+      // A reference to a row that is gone would fail our own commit, after the
+      // objects already took their ids: fail here, where they can be put back.
+      if (!tx.joinedScope && tx.connection().deferredViolations())
+        throw db::Error(db::Condition::Database, 19, 787, "FOREIGN KEY constraint failed");
+      return stored;
     } catch (...) {
-      if (savepoint) savepoint->rollback();
+      saver.undo();
       throw;
     }
   });
@@ -148,7 +149,7 @@ Library::RemoveResult eraseRow(Library& library, Transaction::Impl& tx, const Ma
   const Library::Reactor::ObjectInfo info{mapping.type(), id};
   if (askReactor && !reactor.beforeRemove(library, info)) return Library::RemoveResult::kVetoed;
   const bool violationsBefore = connection.deferredViolations();
-  Savepoint savepoint(connection);
+  WriteSavepoint savepoint(connection);
   try {
     auto erase = connection.prepare("DELETE FROM " + db::quote(mapping.root().table().name()) +
                                     " WHERE \"id\" = ?");

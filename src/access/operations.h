@@ -20,9 +20,9 @@ std::size_t countRows(const Library& library, ObjectType type, const Query& quer
 // Compositions and profiles: own GUID, merged GUIDs, then the id.
 TnSmartPtr<Object> getByGuid(const Library& library, ObjectType type, const Guid& guid, std::uint32_t id);
 
-// `copy`: a const object is never changed; a dirty one of this library is
-// written as a copy.
-TnSmartPtr<Object> saveObject(Library& library, const Object& object, IdMapping& mapping, bool copy);
+// A new object or one of this library is written itself (const or not); an
+// object of another library as a clone.
+TnSmartPtr<Object> saveObject(Library& library, const Object& object, IdMapping& mapping);
 
 Library::RemoveResult removeOne(Library& library, ObjectType type, std::uint32_t id);
 void removeMany(Library& library, ObjectType type, const std::set<std::uint32_t>& ids,

@@ -91,4 +91,38 @@ Query queryFor(const Mapping& mapping, const CustomPropertyCriteria& criteria) {
   return whereQuery(std::move(where), std::move(values));
 }
 
+Query tagFilteredQuery(const Mapping& mapping, const std::set<OdString>& tags,
+                       const ConditionBuilder& conditions) {
+  const std::string table = db::quote(mapping.table().name());
+  std::string where;
+  std::vector<SqlValue> values;
+  if (tags.empty()) {
+    conditions(table, where, values);
+    return whereQuery(std::move(where), std::move(values));
+  }
+  conditions("\"Object\"", where, values);
+  // Sorted and deduplicated as UTF-8, the order the bound list is written in.
+  std::set<std::string> names;
+  for (const OdString& tag : tags) names.insert(tag.toUtf8());
+  std::string marks;
+  for (const std::string& name : names) {
+    marks += marks.empty() ? "?" : ", ?";
+    values.emplace_back(name);
+  }
+  appendAnd(where, "\"tarnlib_Tag\".\"name\" IN (" + marks + ")");
+  const std::string tagTable = mapping.table().name() + "_tags";
+  const std::string alias = db::quote("Object_" + tagTable);
+  const std::string view = " FROM " + table + " AS \"Object\"" +
+                           " LEFT JOIN " + db::quote(tagTable) + " AS " + alias + " ON " + alias +
+                           ".\"object_id\"=\"Object\".\"id\"" +
+                           " LEFT JOIN \"tarnlib_Tag\" ON " + alias + ".\"tag_id\"=\"tarnlib_Tag\".\"id\"" +
+                           " WHERE " + where;
+  Query q;
+  q.countSql = "SELECT DISTINCT count(\"Object\".\"id\")" + view;
+  q.countValues = values;
+  q.selection = Selection::matching(table + ".\"id\" IN (SELECT DISTINCT \"Object\".\"id\"" + view + ")",
+                                    std::move(values));
+  return q;
+}
+
 }  // namespace tarnlib::access

@@ -4,7 +4,9 @@
 #ifndef TARNLIB_ACCESS_QUERIES_H_
 #define TARNLIB_ACCESS_QUERIES_H_
 
+#include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,6 +44,19 @@ Query queryFor(const Mapping& mapping, const NameCriteria& criteria);
 Query queryFor(const Mapping& mapping, const CustomPropertyCriteria& criteria);
 Query queryFor(const Mapping& mapping, const AssetKey& key);
 Query queryFor(const Mapping& mapping, const AssetCriteria& criteria);
+Query queryFor(const Mapping& mapping, const MaterialCriteria& criteria);
+Query queryFor(const Mapping& mapping, const CompositionCriteria& criteria);
+
+// Appends the conditions of a criteria record over the columns of `table`, the
+// quoted name or alias of the class's (single) table.
+using ConditionBuilder =
+    std::function<void(const std::string& table, std::string& where, std::vector<SqlValue>& values)>;
+
+// A query over a class that carries tags in "<table>_tags": with no tag names,
+// the conditions over the table itself; otherwise the filter view, which keeps
+// the objects carrying at least one of the tags and counts one per matching tag.
+Query tagFilteredQuery(const Mapping& mapping, const std::set<OdString>& tags,
+                       const ConditionBuilder& conditions);
 
 }  // namespace tarnlib::access
 

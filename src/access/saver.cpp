@@ -1,5 +1,8 @@
 #include "access/saver.h"
 
+#include <mutex>
+#include <unordered_map>
+
 #include "access/loader.h"
 #include "access/object_access.h"
 #include "db/error.h"
@@ -29,6 +32,54 @@ std::vector<std::string> boundColumns(const TableBinding& t) {
   return out;
 }
 
+// The statement texts that writing an object of one class runs. They depend on
+// the mapping alone, so they are built on first use and kept: a bulk save
+// spends its time in SQLite rather than in assembling the same SQL per row.
+struct WriteSql {
+  std::vector<std::string> insert;  // per table of the chain, root first
+  std::vector<std::string> update;  // per table; empty for one without columns of its own
+  std::vector<std::string> containerInsert;
+  std::vector<std::string> containerDelete;
+  std::string eraseRoot;
+  std::string rootExists;
+};
+
+std::unique_ptr<WriteSql> buildWriteSql(const Mapping& mapping) {
+  auto sql = std::make_unique<WriteSql>();
+  const std::string root = db::quote(mapping.root().table().name());
+  for (const TableBinding* t : mapping.chain()) {
+    std::vector<std::string> columns{"id"};
+    if (t == mapping.chain().front() && t->table->polymorphic()) columns.push_back("typeid");
+    const std::vector<std::string> own = boundColumns(*t);
+    columns.insert(columns.end(), own.begin(), own.end());
+    sql->insert.push_back(insertSql(*t->table, columns));
+    std::string update;
+    for (std::size_t i = 0; i < own.size(); ++i) update += (i ? ", " : "") + db::quote(own[i]) + "=?";
+    if (!update.empty())
+      update = "UPDATE " + db::quote(t->table->name()) + " SET " + update + " WHERE \"id\"=?";
+    sql->update.push_back(update);
+  }
+  for (const ContainerBinding* c : mapping.containers()) {
+    std::vector<std::string> columns{"object_id"};
+    if (c->ordered()) columns.push_back("index");
+    for (const std::string& e : c->elementColumns()) columns.push_back(e);
+    sql->containerInsert.push_back(insertSql(c->table(), columns));
+    sql->containerDelete.push_back("DELETE FROM " + db::quote(c->table().name()) + " WHERE \"object_id\"=?");
+  }
+  sql->eraseRoot = "DELETE FROM " + root + " WHERE \"id\"=?";
+  sql->rootExists = "SELECT 1 FROM " + root + " WHERE \"id\"=?";
+  return sql;
+}
+
+const WriteSql& writeSql(const Mapping& mapping) {
+  static std::mutex mutex;
+  static std::unordered_map<const Mapping*, std::unique_ptr<WriteSql>> cache;
+  std::lock_guard<std::mutex> lock(mutex);
+  std::unique_ptr<WriteSql>& sql = cache[&mapping];
+  if (!sql) sql = buildWriteSql(mapping);
+  return *sql;
+}
+
 // Binds the fields and references of one table from `first` on.
 int bindTable(const TableBinding& t, Object& object, db::Statement& stmt, int first) {
   int param = first;
@@ -43,7 +94,26 @@ int bindTable(const TableBinding& t, Object& object, db::Statement& stmt, int fi
 
 }  // namespace
 
-TnSmartPtr<Object> Saver::save(const Object& object, bool copy) {
+WriteSavepoint::WriteSavepoint(db::Connection& connection) : connection_(connection) {
+  connection_.prepare("SAVEPOINT \"tarnlib_write\"")->exec();
+}
+
+WriteSavepoint::~WriteSavepoint() {
+  try {
+    connection_.prepare("RELEASE \"tarnlib_write\"")->exec();
+  } catch (const db::Error&) {
+    // The enclosing transaction's own end decides what stays.
+  }
+}
+
+void WriteSavepoint::rollback() noexcept {
+  try {
+    connection_.prepare("ROLLBACK TO \"tarnlib_write\"")->exec();
+  } catch (...) {
+  }
+}
+
+TnSmartPtr<Object> Saver::save(const Object& object) {
   const Mapping& mapping = mappingOf(object.tarnlibType());
   const ObjectState& source = detail::ObjectAccess::state(object);
   const Library* src = source.library.get();
@@ -59,20 +129,22 @@ TnSmartPtr<Object> Saver::save(const Object& object, bool copy) {
     }
   }
 
-  const bool cloned = foreign || (copy && source.dirty && source.library);
-  TnSmartPtr<Object> target = cloned ? detail::ObjectAccess::clone(object)
+  // A new object or one of this library is written itself, also through a
+  // const pointer: a dirty stored object updates its row rather than turning
+  // into a copy.
+  TnSmartPtr<Object> target = foreign ? detail::ObjectAccess::clone(object)
                                       : TnSmartPtr<Object>(const_cast<Object*>(&object));
   if (!target) return target;
   if (target->isDirty() || stateOf(*target).id == 0) {
     const Outcome outcome = write(*target, mapping);
-    mapping_.assign(key, IdMapping::Value{target->id(), static_cast<std::int32_t>(outcome)});
+    record(key, IdMapping::Value{target->id(), static_cast<std::int32_t>(outcome)});
     if (outcome != Outcome::Existing) {
-      detail::LibraryAccess::impl(*library_).reactor->objectSaved(*library_, target->tarnlibType(),
-                                                                 target->id());
-      tx_.touched.insert(ObjectKey(target->tarnlibType(), target->id()));
+      const ObjectKey saved(target->tarnlibType(), target->id());
+      if (tx_.touched.insert(saved).second) touched_.push_back(saved);
+      detail::LibraryAccess::impl(*library_).reactor->objectSaved(*library_, saved.type, saved.id);
     }
   } else if (!mapping_.has(key)) {
-    mapping_.assign(key, IdMapping::Value{target->id(), static_cast<std::int32_t>(Outcome::Existing)});
+    record(key, IdMapping::Value{target->id(), static_cast<std::int32_t>(Outcome::Existing)});
   }
   return target;
 }
@@ -91,20 +163,31 @@ void Saver::saveReferences(Object& object, const Mapping& mapping) {
     c->refs(object, slots);
     required.resize(slots.size(), c->refRequired());
   }
+  // A missing required reference fails the save before the referenced objects
+  // are stored: none of them is left holding the id of a rolled-back row.
+  for (std::size_t i = 0; i < slots.size(); ++i)
+    if (required[i] && !slots[i].target()) throw NullPointer();
   for (std::size_t i = 0; i < slots.size(); ++i) {
     const Object* target = slots[i].target();
-    if (!target) {
-      if (required[i]) throw NullPointer();
-      continue;
-    }
+    if (!target) continue;
     const ObjectState& state = detail::ObjectAccess::state(*target);
     if (state.library == library_ && state.id != 0 && !state.dirty) continue;
     TnSmartPtr<Object> stored = save(*target);
-    if (stored.get() != target) slots[i].assign(stored.get());
+    if (stored.get() != target) {
+      refs_.push_back(SavedRef{TnSmartPtr<Object>(&object), slots[i],
+                               TnSmartPtr<Object>(const_cast<Object*>(target))});
+      slots[i].assign(stored.get());
+    }
   }
 }
 
+void Saver::load(ObjectType type, const Selection& selection, std::vector<TnSmartPtr<Object>>& out) {
+  Loader(library_, tx_.connection()).load(mappingOf(type), selection, out);
+}
+
 Outcome Saver::write(Object& object, const Mapping& mapping) {
+  remember(object);
+  for (BeforeWrite hook : mapping.beforeWriteHooks()) hook(object, *this);
   saveReferences(object, mapping);
   ObjectState& state = stateOf(object);
   if (state.library == library_ && state.id != 0) {
@@ -136,21 +219,24 @@ Outcome Saver::write(Object& object, const Mapping& mapping) {
 
 void Saver::insert(Object& object, const Mapping& mapping) {
   db::Connection& connection = tx_.connection();
+  const WriteSql& sql = writeSql(mapping);
   std::uint32_t id = 0;
   try {
-    for (const TableBinding* t : mapping.chain()) {
-      std::vector<std::string> columns{"id"};
-      const bool root = t == mapping.chain().front();
-      if (root && t->table->polymorphic()) columns.push_back("typeid");
-      for (std::string& c : boundColumns(*t)) columns.push_back(std::move(c));
-      auto stmt = connection.prepare(insertSql(*t->table, columns));
+    const auto& chain = mapping.chain();
+    for (std::size_t i = 0; i < chain.size(); ++i) {
+      const TableBinding* t = chain[i];
+      const bool root = i == 0;
+      auto stmt = connection.prepare(sql.insert[i]);
       int param = 0;
       if (root) stmt->bindNull(param++);
       else stmt->bind(param++, id);
       if (root && t->table->polymorphic()) stmt->bind(param++, mapping.typeId());
       bindTable(*t, object, *stmt, param);
       stmt->exec();
-      if (root) id = static_cast<std::uint32_t>(connection.lastInsertId());
+      if (root) {
+        id = static_cast<std::uint32_t>(connection.lastInsertId());
+        if (tx_.joinedScope && !savepoint_) inserted_.emplace_back(&sql.eraseRoot, id);
+      }
     }
     stateOf(object).id = id;
     writeContainers(object, mapping, false);
@@ -159,9 +245,8 @@ void Saver::insert(Object& object, const Mapping& mapping) {
     // take the root row out again (the rest goes by cascade) so that nothing
     // of this insert stays behind.
     if (id != 0) {
-      auto erase = connection.prepare("DELETE FROM " + db::quote(mapping.root().table().name()) +
-                                      " WHERE \"id\"=?");
-      erase->bind(0, id).exec();
+      connection.prepare(sql.eraseRoot)->bind(0, id).exec();
+      if (!inserted_.empty() && inserted_.back().second == id) inserted_.pop_back();
     }
     stateOf(object).id = 0;
     throw;
@@ -169,28 +254,25 @@ void Saver::insert(Object& object, const Mapping& mapping) {
 }
 
 void Saver::update(Object& object, const Mapping& mapping) {
+  protect();
   db::Connection& connection = tx_.connection();
+  const WriteSql& sql = writeSql(mapping);
   const std::uint32_t id = object.id();
-  bool first = true;
-  for (const TableBinding* t : mapping.chain()) {
-    const std::vector<std::string> columns = boundColumns(*t);
-    if (columns.empty()) {
-      first = false;
-      continue;
-    }
-    std::string sql = "UPDATE " + db::quote(t->table->name()) + " SET ";
-    for (std::size_t i = 0; i < columns.size(); ++i) sql += (i ? ", " : "") + db::quote(columns[i]) + "=?";
-    sql += " WHERE \"id\"=?";
-    auto stmt = connection.prepare(sql);
-    const int next = bindTable(*t, object, *stmt, 0);
+  // Every table of the chain holds a row of the object: an update that finds
+  // none, in whichever table, means the object is gone.
+  bool updated = false;
+  const auto& chain = mapping.chain();
+  for (std::size_t i = 0; i < chain.size(); ++i) {
+    if (sql.update[i].empty()) continue;
+    auto stmt = connection.prepare(sql.update[i]);
+    const int next = bindTable(*chain[i], object, *stmt, 0);
     stmt->bind(next, id);
-    if (stmt->exec() == 0 && first) db::fail(db::Condition::NotPersistent, "object not persistent");
-    first = false;
+    if (stmt->exec() == 0) db::fail(db::Condition::NotPersistent, "object not persistent");
+    updated = true;
   }
-  if (first) {
+  if (!updated) {
     // No table with columns of its own: still the row must be there.
-    auto stmt = connection.prepare("SELECT 1 FROM " + db::quote(mapping.root().table().name()) +
-                                   " WHERE \"id\"=?");
+    auto stmt = connection.prepare(sql.rootExists);
     stmt->bind(0, id);
     if (!stmt->step()) db::fail(db::Condition::NotPersistent, "object not persistent");
   }
@@ -199,16 +281,12 @@ void Saver::update(Object& object, const Mapping& mapping) {
 
 void Saver::writeContainers(Object& object, const Mapping& mapping, bool replace) {
   db::Connection& connection = tx_.connection();
-  for (const ContainerBinding* c : mapping.containers()) {
-    const db::Table& table = c->table();
-    if (replace) {
-      auto erase = connection.prepare("DELETE FROM " + db::quote(table.name()) + " WHERE \"object_id\"=?");
-      erase->bind(0, object.id()).exec();
-    }
-    std::vector<std::string> columns{"object_id"};
-    if (c->ordered()) columns.push_back("index");
-    for (const std::string& e : c->elementColumns()) columns.push_back(e);
-    auto insert = connection.prepare(insertSql(table, columns));
+  const WriteSql& sql = writeSql(mapping);
+  const auto& containers = mapping.containers();
+  for (std::size_t i = 0; i < containers.size(); ++i) {
+    const ContainerBinding* c = containers[i];
+    if (replace) connection.prepare(sql.containerDelete[i])->bind(0, object.id()).exec();
+    auto insert = connection.prepare(sql.containerInsert[i]);
     RowWriter writer(*insert, object.id(), c->ordered());
     c->write(object, writer);
   }
@@ -216,6 +294,10 @@ void Saver::writeContainers(Object& object, const Mapping& mapping, bool replace
 
 std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
   db::Connection& connection = tx_.connection();
+  // The first unique index of the chain is the class's key (a name mostly).
+  // Only a row equal on it is the same object: a new object that collides on
+  // another unique index (an information asset's code) is a different object
+  // and is refused, not bound to that row.
   for (const TableBinding* t : mapping.chain()) {
     for (const db::Index& index : t->table->indexes()) {
       if (!index.unique) continue;
@@ -242,10 +324,50 @@ std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
         }
         if (!bound) stmt->bindNull(param);
       }
-      if (stmt->step()) return stmt->id(0);
+      return stmt->step() ? stmt->id(0) : 0;
     }
   }
   return 0;
+}
+
+void Saver::remember(Object& object) {
+  states_.push_back(SavedState{TnSmartPtr<Object>(&object), stateOf(object)});
+}
+
+void Saver::record(const IdMapping::Key& key, const IdMapping::Value& value) {
+  SavedEntry entry{key, false, IdMapping::Value{}};
+  entry.present = mapping_.compute(key, entry.value);
+  entries_.push_back(entry);
+  mapping_.assign(key, value);
+}
+
+void Saver::protect() {
+  if (tx_.joinedScope && !savepoint_) savepoint_.emplace(tx_.connection());
+}
+
+void Saver::undo() noexcept {
+  if (savepoint_) savepoint_->rollback();
+  // Rows inserted before the savepoint, newest first: a row inserted later may
+  // refer to one inserted earlier.
+  for (auto it = inserted_.rbegin(); it != inserted_.rend(); ++it) {
+    try {
+      tx_.connection().prepare(*it->first)->bind(0, it->second).exec();
+    } catch (...) {
+      // Best effort; the caller sees the save's own failure.
+    }
+  }
+  inserted_.clear();
+  for (auto it = refs_.rbegin(); it != refs_.rend(); ++it) it->slot.assign(it->target.get());
+  for (auto it = states_.rbegin(); it != states_.rend(); ++it) stateOf(*it->object) = it->state;
+  for (auto it = entries_.rbegin(); it != entries_.rend(); ++it) {
+    if (it->present) mapping_.assign(it->key, it->value);
+    else mapping_.remove(it->key);
+  }
+  for (const ObjectKey& key : touched_) tx_.touched.erase(key);
+  refs_.clear();
+  states_.clear();
+  entries_.clear();
+  touched_.clear();
 }
 
 }  // namespace tarnlib::access

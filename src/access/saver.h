@@ -4,6 +4,10 @@
 #define TARNLIB_ACCESS_SAVER_H_
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "access/mapping.h"
 #include "core/transaction_impl.h"
@@ -12,18 +16,49 @@
 
 namespace tarnlib::access {
 
+// A savepoint around one write inside a transaction, so that a failed write
+// undoes its own part only. Its statements are cached under one fixed name:
+// SQLite resolves a repeated name to the innermost savepoint, so a write nested
+// in another (a reactor saving from objectSaved) still undoes only itself.
+class WriteSavepoint {
+ public:
+  // Opens it; throws db::Error.
+  explicit WriteSavepoint(db::Connection& connection);
+  // Releases it; never throws.
+  ~WriteSavepoint();
+  WriteSavepoint(const WriteSavepoint&) = delete;
+  WriteSavepoint& operator=(const WriteSavepoint&) = delete;
+
+  // Undoes everything since it was opened; it stays open.
+  void rollback() noexcept;
+
+ private:
+  db::Connection& connection_;
+};
+
 // What a write did, as recorded in the id mapping.
 enum class Outcome { Inserted = 0, Existing = 1, Updated = 2 };
 
-class Saver {
+class Saver final : public WriteContext {
  public:
   Saver(const std::shared_ptr<Library>& library, Transaction::Impl& tx, IdMapping& mapping)
       : library_(library), tx_(tx), mapping_(mapping) {}
 
   // Stores `object` in the library and returns the stored object: the object
-  // itself when it belongs here, else a stored clone. Throws db::Error and the
-  // library's exceptions (NullPointer, ObjectNotUnique, ObjectNotFound).
-  TnSmartPtr<Object> save(const Object& object, bool copy = false);
+  // itself when it is new or belongs here, else a stored clone. Throws db::Error
+  // and the library's exceptions (NullPointer, ObjectNotUnique, ObjectNotFound).
+  TnSmartPtr<Object> save(const Object& object);
+
+  // After a failed save: puts back what it changed in memory (ids, libraries and
+  // dirty flags of the objects it wrote, re-pointed references, mapping entries,
+  // the touched set), so that the objects agree with the rolled-back file and
+  // the attempt can be repeated. Inside the caller's transaction it also takes
+  // its rows out of the database again, which the caller's commit would keep.
+  void undo() noexcept;
+
+  // WriteContext, for the classes' beforeWrite hooks.
+  TnSmartPtr<Object> store(const Object& object) override { return save(object); }
+  void load(ObjectType type, const Selection& selection, std::vector<TnSmartPtr<Object>>& out) override;
 
  private:
   Outcome write(Object& object, const Mapping& mapping);
@@ -32,10 +67,41 @@ class Saver {
   void update(Object& object, const Mapping& mapping);
   void writeContainers(Object& object, const Mapping& mapping, bool replace);
   std::uint32_t findEqualRow(Object& object, const Mapping& mapping);
+  void remember(Object& object);
+  void protect();
+  void record(const IdMapping::Key& key, const IdMapping::Value& value);
 
   std::shared_ptr<Library> library_;
   Transaction::Impl& tx_;
   IdMapping& mapping_;
+
+  // Inside the caller's transaction, what the save wrote to the database must
+  // be undone on failure. New rows are taken out again by their root row (the
+  // rest follows by cascade); only a save that changes existing rows opens a
+  // savepoint, first thing before that change: a savepoint makes SQLite copy
+  // every page it touches, which doubles the cost of a bulk of inserts.
+  std::optional<WriteSavepoint> savepoint_;
+  std::vector<std::pair<const std::string*, std::uint32_t>> inserted_;  // DELETE text, id
+
+  // What undo() puts back, in the order it was changed.
+  struct SavedState {
+    TnSmartPtr<Object> object;
+    ObjectState state;
+  };
+  struct SavedRef {
+    TnSmartPtr<Object> owner;  // keeps the slot's memory alive
+    RefSlot slot;
+    TnSmartPtr<Object> target;
+  };
+  struct SavedEntry {
+    IdMapping::Key key;
+    bool present;
+    IdMapping::Value value;
+  };
+  std::vector<SavedState> states_;
+  std::vector<SavedRef> refs_;
+  std::vector<SavedEntry> entries_;
+  std::vector<ObjectKey> touched_;
 };
 
 }  // namespace tarnlib::access

@@ -30,9 +30,20 @@ std::string anyKindWhose(const std::string& condition) {
 }  // namespace
 
 Query queryFor(const Mapping&, const AssetKey& key) {
+  // Kinds may share a name: the key names one asset, of the first kind in the
+  // order information, physical, BIM, whatever the ids.
+  std::string kinds;
+  int order = 0;
+  for (const char* table : {"tarnlib_InformationAsset", "tarnlib_PhysicalAsset", "tarnlib_BimAsset"}) {
+    if (order) kinds += " UNION ALL ";
+    kinds += "SELECT \"id\", " + std::to_string(order++) + " AS \"kind\" FROM \"" + table +
+             "\" WHERE \"name\" = ?";
+  }
   Query q;
   const std::string name = key.name.toUtf8();
-  q.selection = Selection::matching(anyKindWhose("\"name\" = ?"), {name, name, name});
+  q.selection = Selection::matching(
+      "\"tarnlib_Asset\".\"id\" = (SELECT \"id\" FROM (" + kinds + ") ORDER BY \"kind\" LIMIT 1)",
+      {name, name, name});
   return q;
 }
 

@@ -1,6 +1,8 @@
 #include "tarnlib/custom_property.h"
 
 #include "objects/class_support.h"
+#include "tarnlib/composition.h"
+#include "tarnlib/material.h"
 
 namespace tarnlib {
 
@@ -45,10 +47,18 @@ const access::Mapping& objects::customPropertyMapping() {
   return sealed;
 }
 
-// Materials and compositions hold custom values; until they exist in this
-// build no property is in use.
+// By name, as the value maps are keyed: a value for another property of the
+// same name counts as a use.
 bool isCustomPropUsed(std::shared_ptr<const Library> library, TnSmartPtr<CustomProperty> property) {
   if (!library || !property || property->name().isEmpty()) return false;
+  std::vector<TnSmartPtr<Material>> materials;
+  library->get<Material>(materials);
+  for (const auto& material : materials)
+    if (material->has_custom_value(property)) return true;
+  std::vector<TnSmartPtr<Composition>> compositions;
+  library->get<Composition>(compositions);
+  for (const auto& composition : compositions)
+    if (composition->has_custom_value(property)) return true;
   return false;
 }
 

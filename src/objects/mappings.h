@@ -14,6 +14,10 @@ const access::Mapping& assetMapping();
 const access::Mapping& informationAssetMapping();
 const access::Mapping& physicalAssetMapping();
 const access::Mapping& bimAssetMapping();
+const access::Mapping& materialTypeMapping();
+const access::Mapping& materialMapping();
+const access::Mapping& compositionTypeMapping();
+const access::Mapping& compositionMapping();
 
 // Initialises the runtime classes and the mappings once per process; every
 // factory and library opening calls it, so downcasts work from the start.

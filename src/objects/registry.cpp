@@ -2,8 +2,10 @@
 
 #include "objects/mappings.h"
 #include "tarnlib/asset.h"
+#include "tarnlib/composition.h"
 #include "tarnlib/custom_property.h"
 #include "tarnlib/layer.h"
+#include "tarnlib/material.h"
 #include "tarnlib/tag.h"
 
 namespace tarnlib {
@@ -18,6 +20,10 @@ void registerAllMappings() {
   objects::informationAssetMapping();
   objects::physicalAssetMapping();
   objects::bimAssetMapping();
+  objects::materialTypeMapping();
+  objects::materialMapping();
+  objects::compositionTypeMapping();
+  objects::compositionMapping();
 }
 
 }  // namespace access
@@ -36,6 +42,10 @@ void ensureClasses() {
     InformationAsset::rxInit();
     PhysicalAsset::rxInit();
     BimAsset::rxInit();
+    MaterialType::rxInit();
+    Material::rxInit();
+    CompositionType::rxInit();
+    Composition::rxInit();
   });
 }
 
