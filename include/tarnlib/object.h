@@ -280,8 +280,9 @@ class TARNLIB_EXPORT Object : public TnRxObject {
   TnSmartPtr<Object> cloneObject() const;
 
   // Writes the object into `library`, recording in `mapping` what became of
-  // objects from other libraries; returns the stored object. The const forms
-  // write a copy. The forms without a mapping use a fresh one. Failures are the
+  // objects from other libraries; returns the stored object. An object of
+  // another library is stored as a copy; the source is never changed. The forms
+  // without a mapping use a fresh one. Failures are the
   // library's exceptions.
   TnSmartPtr<Object> save(const std::shared_ptr<Library>& library, IdMapping& mapping);
   TnSmartPtr<const Object> save(const std::shared_ptr<Library>& library, IdMapping& mapping) const;

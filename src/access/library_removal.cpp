@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "access/operations.h"
+#include "core/transaction_impl.h"
 
 namespace tarnlib {
 
@@ -44,15 +45,22 @@ const std::vector<ObjectType>& purgeOrder() {
 void Library::remove(const std::set<ObjectKey>& keys, RemoveResults& results) {
   std::map<ObjectType, std::set<std::uint32_t>> byType;
   for (const ObjectKey& key : keys) byType[key.type].insert(key.id);
-  // Referencing types first, as in a purge; unknown types report not found.
-  for (ObjectType type : purgeOrder()) {
-    auto it = byType.find(type);
-    if (it == byType.end()) continue;
-    access::removeMany(*this, type, it->second, results);
-    byType.erase(it);
+  // One transaction for all types, referencing types first as in a purge;
+  // types without a class report not found.
+  RemoveResults attempt;
+  inTransaction(*this, Access::Write, [&](Transaction::Impl&) {
+    attempt.clear();
+    for (ObjectType type : purgeOrder()) {
+      auto it = byType.find(type);
+      if (it != byType.end()) access::removeMany(*this, type, it->second, attempt);
+    }
+  });
+  for (const auto& [type, ids] : byType) {
+    const bool known = std::find(purgeOrder().begin(), purgeOrder().end(), type) != purgeOrder().end();
+    for (std::uint32_t id : ids)
+      if (!known) attempt[ObjectKey(type, id)] = RemoveResult::kNotFound;
   }
-  for (const auto& [type, ids] : byType)
-    for (std::uint32_t id : ids) results[ObjectKey(type, id)] = RemoveResult::kNotFound;
+  for (auto& entry : attempt) results[entry.first] = entry.second;
 }
 
 void Library::purge() {
