@@ -80,6 +80,10 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
 
   const OdString& filename() const;    // as given to create or open
   std::uint64_t version() const;       // the schema version stored in the file
+  // The version the file had before this opening migrated it: equal to
+  // version() for a current or newer file, 0 for a new file or one converted
+  // from a legacy layout.
+  std::uint64_t openedVersion() const;
   bool isReadOnly() const;             // SQLite's view: asked or imposed by the OS
   bool isNew() const;                  // this opening wrote the metadata row
 

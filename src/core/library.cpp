@@ -40,12 +40,13 @@ FileLocation FileLocation::parse(const OdString& filename) {
 // ---- Library::Impl
 
 Library::Impl::Impl(const OdString& filename, FileLocation location, bool readOnly, bool isNew,
-                     std::uint64_t version)
+                     std::uint64_t version, std::uint64_t openedVersion)
     : filename(filename),
       location(std::move(location)),
       readOnly(readOnly),
       isNew(isNew),
       version(version),
+      openedVersion(openedVersion),
       reactor(&defaultReactor()) {
   if (this->location.memvfs) register_memvfs();
 }
@@ -85,6 +86,7 @@ Library::~Library() = default;
 
 const OdString& Library::filename() const { return impl_->filename; }
 std::uint64_t Library::version() const { return impl_->version; }
+std::uint64_t Library::openedVersion() const { return impl_->openedVersion; }
 bool Library::isNew() const { return impl_->isNew; }
 const OdString& Library::guid() const { return impl_->meta.guid; }
 LibraryUnit Library::unit() const { return impl_->meta.unit; }

@@ -35,7 +35,7 @@ struct FileLocation {
 class Library::Impl {
  public:
   Impl(const OdString& filename, FileLocation location, bool readOnly, bool isNew,
-       std::uint64_t version);
+       std::uint64_t version, std::uint64_t openedVersion);
   ~Impl();
 
   // A connection for one transaction: an idle one of the pool, or a new one.
@@ -50,6 +50,7 @@ class Library::Impl {
   bool readOnly;
   bool isNew;
   std::uint64_t version;
+  std::uint64_t openedVersion;
   Meta meta;
   // Guards `meta` against two threads writing metadata at once; the getters
   // hand out references and are not meant to race with a setter.

@@ -42,6 +42,7 @@ class MemvfsRegistration {
 
 struct Prepared {
   std::int64_t version = 0;
+  std::int64_t openedVersion = 0;  // before migration; 0 for new and legacy files
   bool isNew = false;
 };
 
@@ -55,6 +56,7 @@ std::optional<Prepared> prepareSchema(db::Connection& connection, const OpenRequ
   bool converted = false;
   try {
     std::int64_t version = schema::storedVersion(connection);
+    prepared.openedVersion = version;
     if (version > schema::kCurrentVersion) {
       if (schema::storedCompatibility(connection) > schema::kCurrentVersion) {
         connection.exec("ROLLBACK");
@@ -119,7 +121,8 @@ std::shared_ptr<Library> openLibrary(const OpenRequest& request) {
                                                     SQLITE_OPEN_READONLY);
     }
     auto* impl = new Library::Impl(request.filename, location, request.readOnly, prepared->isNew,
-                                   static_cast<std::uint64_t>(prepared->version));
+                                   static_cast<std::uint64_t>(prepared->version),
+                                   static_cast<std::uint64_t>(prepared->openedVersion));
     std::shared_ptr<Library> library = detail::LibraryAccess::make(impl);
     impl->release(std::move(connection));
     impl->meta = inTransaction(*library, Access::Read,

@@ -1,0 +1,566 @@
+// The tarn tool, run as a process the way a user runs it: its subcommands over
+// the sample catalogue, the JSON it writes parsed back and checked against the
+// other subcommands, and its answers to bad files and bad arguments.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/old_files.h"
+#include "support/sql.h"
+#include "support/temp_dir.h"
+
+namespace tarnlib {
+namespace {
+
+using nlohmann::json;
+using testing::RawDb;
+using testing::readBytes;
+using testing::TempDir;
+using testing::writeBytes;
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+// Runs tarn with `args` in folder `cwd`, capturing both streams in files (pipes
+// read one after the other could stall on a large output).
+Outcome tarn(const std::vector<std::string>& args, const std::string& cwd) {
+  std::string outPath = cwd + "/.tarn-stdout";
+  std::string errPath = cwd + "/.tarn-stderr";
+  pid_t pid = fork();
+  if (pid == 0) {
+    int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (out < 0 || err < 0 || chdir(cwd.c_str()) != 0) _exit(126);
+    dup2(out, 1);
+    dup2(err, 2);
+    std::vector<char*> argv;
+    argv.push_back(const_cast<char*>(TARN_EXECUTABLE));
+    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(TARN_EXECUTABLE, argv.data());
+    _exit(127);
+  }
+  Outcome run;
+  int status = 0;
+  if (pid > 0 && waitpid(pid, &status, 0) == pid)
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  run.out = readBytes(outPath);
+  run.err = readBytes(errPath);
+  std::filesystem::remove(outPath);
+  std::filesystem::remove(errPath);
+  return run;
+}
+
+std::string describe(const std::vector<std::string>& args, const Outcome& run) {
+  std::string text = "tarn";
+  for (const std::string& a : args) text += " '" + a + "'";
+  return text + "\nexit " + std::to_string(run.status) + "\nstdout:\n" + run.out + "stderr:\n" + run.err;
+}
+
+std::string lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+std::size_t lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+
+// Every test starts from its own copy of the sample catalogue, which "tarn
+// demo" builds once per process.
+class Tarn : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    shared_ = new TempDir;
+    demoRun_ = new Outcome(tarn({"demo", shared_->file("demo.sqlite")}, shared_->file("")));
+  }
+  static void TearDownTestSuite() {
+    delete demoRun_;
+    delete shared_;
+  }
+
+  void SetUp() override {
+    ASSERT_EQ(demoRun_->status, 0) << describe({"demo"}, *demoRun_);
+    writeBytes(demo, readBytes(shared_->file("demo.sqlite")));
+  }
+
+  Outcome run(const std::vector<std::string>& args) { return tarn(args, dir.file("")); }
+
+  // Runs a command that must succeed.
+  std::string ok(const std::vector<std::string>& args) {
+    Outcome r = run(args);
+    EXPECT_EQ(r.status, 0) << describe(args, r);
+    return r.out;
+  }
+
+  json okJson(const std::vector<std::string>& args) {
+    std::string out = ok(args);
+    try {
+      return json::parse(out);
+    } catch (const json::exception& e) {
+      ADD_FAILURE() << "not JSON: " << e.what() << "\n" << out;
+      return json();
+    }
+  }
+
+  // A command that must fail with `status` and one line "tarn: SUBJECT: ..."
+  // on stderr, nothing on stdout.
+  void fails(const std::vector<std::string>& args, int status, const std::string& subject) {
+    Outcome r = run(args);
+    SCOPED_TRACE(describe(args, r));
+    EXPECT_EQ(r.status, status);
+    EXPECT_EQ(r.err.rfind("tarn: " + subject + ": ", 0), 0u);
+    if (status == 2) {
+      EXPECT_EQ(lineCount(r.err), 1u);
+    }
+    EXPECT_EQ(r.out, "");
+  }
+
+  std::size_t count(const std::vector<std::string>& args) { return std::stoul(ok(args)); }
+
+  // Names of the materials some composition has a ply of.
+  std::set<std::string> usedMaterials() {
+    std::set<std::string> used;
+    for (const json& c : okJson({"list", demo, "composition", "--json"}))
+      for (const json& ply : c["plies"]) used.insert(ply["material"].get<std::string>());
+    return used;
+  }
+
+  TempDir dir;
+  std::string demo = dir.file("demo.sqlite");
+
+ private:
+  static TempDir* shared_;
+  static Outcome* demoRun_;
+};
+
+TempDir* Tarn::shared_ = nullptr;
+Outcome* Tarn::demoRun_ = nullptr;
+
+// ---- The sample catalogue
+
+TEST_F(Tarn, Demo_BuildsTheSampleCatalogueWithEveryKindOfObject) {
+  json info = okJson({"info", demo, "--json"});
+  EXPECT_EQ(info["unit"], "mm");
+  EXPECT_EQ(info["schema"], "current");
+  const json& n = info["objects"];
+  EXPECT_GE(n["Material"].get<int>(), 30);
+  EXPECT_GE(n["Composition"].get<int>(), 10);
+  for (const char* type :
+       {"Tag", "Layer", "CustomProperty", "PhysicalAsset", "BimAsset", "MaterialType", "CompositionType"})
+    EXPECT_GT(n[type].get<int>(), 0) << type;
+  EXPECT_EQ(n["PhysicalAsset"], n["Material"]);
+  EXPECT_EQ(n["BimAsset"], n["Material"]);
+}
+
+TEST_F(Tarn, Demo_MaterialsCarryTagsPhysicalAndBimData) {
+  std::set<std::string> types;
+  for (const json& t : okJson({"list", demo, "materialtype", "--json"}))
+    types.insert(t["name"].get<std::string>());
+  std::map<std::string, json> physical;
+  for (const json& p : okJson({"list", demo, "physicalasset", "--json"}))
+    physical[p["name"].get<std::string>()] = p;
+  std::map<std::string, json> bim;
+  for (const json& b : okJson({"list", demo, "bimasset", "--json"})) bim[b["name"].get<std::string>()] = b;
+
+  int withConductivity = 0;
+  for (const json& m : okJson({"list", demo, "material", "--json"})) {
+    const std::string name = m["name"];
+    SCOPED_TRACE(name);
+    EXPECT_TRUE(types.count(m["type"].get<std::string>()));
+    EXPECT_FALSE(m["tags"].empty());
+    ASSERT_EQ(m["physical_asset"], name);
+    ASSERT_EQ(m["bim_asset"], name);
+    const json& p = physical.at(name);
+    EXPECT_GT(p["density"].get<double>(), 0.0);
+    EXPECT_GT(p["specific_heat"].get<double>(), 0.0);
+    if (!p["thermal_conductivity"].is_null()) {
+      EXPECT_GT(p["thermal_conductivity"].get<double>(), 0.0);
+      ++withConductivity;
+    }
+    const json& b = bim.at(name);
+    EXPECT_FALSE(b["thicknesses"].empty());
+    EXPECT_TRUE(std::is_sorted(b["thicknesses"].begin(), b["thicknesses"].end()));
+    EXPECT_FALSE(b["layer"].is_null());
+  }
+  EXPECT_GE(withConductivity, 30);
+}
+
+TEST_F(Tarn, Demo_CompositionsHaveMarkedCoreAndStructuralPlies) {
+  std::set<std::string> materials;
+  for (const json& m : okJson({"list", demo, "material", "--json"}))
+    materials.insert(m["name"].get<std::string>());
+  std::set<std::string> kinds;
+  for (const json& c : okJson({"list", demo, "composition", "--json"})) {
+    SCOPED_TRACE(c["name"].get<std::string>());
+    kinds.insert(c["type"].get<std::string>());
+    const json& plies = c["plies"];
+    ASSERT_GE(plies.size(), 3u);
+    for (const json& ply : plies) {
+      EXPECT_TRUE(materials.count(ply["material"].get<std::string>()));
+      EXPECT_GT(ply["thickness"].get<double>(), 0.0);
+    }
+    unsigned first = c["first_core_ply"], last = c["last_core_ply"], structural = c["structural_ply"];
+    EXPECT_LE(first, structural);
+    EXPECT_LE(structural, last);
+    EXPECT_LT(last, plies.size());
+    EXPECT_FALSE(c["composition_type"].is_null());
+  }
+  EXPECT_EQ(kinds, (std::set<std::string>{"Wall", "Roof", "Slab"}));
+}
+
+TEST_F(Tarn, Demo_KeepsAnExistingFileUnlessForced) {
+  std::string before = readBytes(demo);
+  fails({"demo", demo}, 2, demo);
+  EXPECT_EQ(readBytes(demo), before);
+  ok({"demo", demo, "--force"});
+  EXPECT_GE(count({"count", demo, "composition"}), 10u);
+}
+
+TEST_F(Tarn, Demo_WritesIntoTheCurrentFolderOrIntoMemory) {
+  TempDir empty;
+  Outcome inMemory = tarn({"demo", "memvfs://sample"}, empty.file(""));
+  EXPECT_EQ(inMemory.status, 0) << inMemory.err;
+  EXPECT_TRUE(std::filesystem::is_empty(empty.file(""))) << "a memory catalogue left a file";
+
+  Outcome here = tarn({"demo"}, empty.file(""));
+  EXPECT_EQ(here.status, 0) << here.err;
+  EXPECT_TRUE(std::filesystem::exists(empty.file("tarn-demo.sqlite")));
+  EXPECT_NE(here.out.find("tarn info tarn-demo.sqlite"), std::string::npos) << here.out;
+}
+
+TEST_F(Tarn, Demo_WithBrokenDataNamesThePlaceAndLeavesNoCatalogue) {
+  std::string data = dir.file("data");
+  std::filesystem::copy(TARN_DATA_DIR, data);
+  std::string compositions = readBytes(data + "/compositions.json");
+  const std::string ply = "\"material\": \"Cement-lime render\"";
+  ASSERT_NE(compositions.find(ply), std::string::npos);
+  writeBytes(data + "/compositions.json",
+             compositions.replace(compositions.find(ply), ply.size(), "\"material\": \"Unobtainium\""));
+  std::string file = dir.file("broken.sqlite");
+
+  Outcome r = run({"demo", file, "--data", data});
+  EXPECT_EQ(r.status, 2) << r.err;
+  EXPECT_NE(r.err.find("compositions.json: compositions[0]"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("unknown material \"Unobtainium\""), std::string::npos) << r.err;
+  EXPECT_FALSE(std::filesystem::exists(file));
+
+  writeBytes(data + "/layers.json", "{ \"layers\": [");
+  r = run({"demo", file, "--data", data});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("layers.json: "), std::string::npos) << r.err;
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+// ---- Queries
+
+TEST_F(Tarn, List_JsonMatchesCountForEachSelection) {
+  const std::vector<std::vector<std::string>> selections = {
+      {}, {"--name", "%wool%"}, {"--tag", "insulation"}, {"--tag", "insulation", "--tag", "metal"}};
+  for (const auto& selection : selections) {
+    std::vector<std::string> list = {"list", demo, "material", "--json"};
+    std::vector<std::string> cnt = {"count", demo, "material"};
+    list.insert(list.end(), selection.begin(), selection.end());
+    cnt.insert(cnt.end(), selection.begin(), selection.end());
+    json records = okJson(list);
+    SCOPED_TRACE(describe(list, Outcome{}));
+    EXPECT_EQ(records.size(), count(cnt));
+    EXPECT_FALSE(records.empty());
+  }
+  for (const json& m : okJson({"list", demo, "material", "--name", "%WOOL%", "--json"}))
+    EXPECT_NE(lower(m["name"]).find("wool"), std::string::npos);
+  for (const json& m :
+       okJson({"list", demo, "material", "--tag", "insulation", "--tag", "metal", "--json"})) {
+    std::set<std::string> tags = m["tags"];
+    EXPECT_TRUE(tags.count("insulation") || tags.count("metal")) << m["name"];
+  }
+}
+
+TEST_F(Tarn, List_TypeNamesInAnyCaseAreTheSameType) {
+  std::string plain = ok({"list", demo, "Composition"});
+  EXPECT_EQ(lineCount(plain), count({"count", demo, "composition"}));
+  EXPECT_EQ(ok({"list", demo, "composition"}), plain);
+  EXPECT_EQ(ok({"list", demo, "COMPOSITION"}), plain);
+}
+
+TEST_F(Tarn, Show_ByIdAndByNameGiveTheListedRecord) {
+  json compositions = okJson({"list", demo, "composition", "--json"});
+  ASSERT_FALSE(compositions.empty());
+  const json& listed = compositions.back();
+  std::string id = std::to_string(listed["id"].get<unsigned>());
+  EXPECT_EQ(okJson({"show", demo, "composition", id, "--json"}), listed);
+  EXPECT_EQ(okJson({"show", demo, "composition", listed["name"], "--json"}), listed);
+  // A name that differs only in case is another name.
+  fails({"show", demo, "composition", lower(listed["name"])}, 2, lower(listed["name"]));
+}
+
+TEST_F(Tarn, Show_TextNamesEveryFieldOfTheRecord) {
+  json record = okJson({"show", demo, "material", "1", "--json"});
+  std::string text = ok({"show", demo, "material", "1"});
+  EXPECT_EQ(text.rfind("Material 1\n", 0), 0u) << text;
+  for (const auto& [key, value] : record.items()) {
+    if (key == "class" || key == "id") continue;
+    std::size_t at = text.find("\n  " + key);
+    std::size_t after = at + 3 + key.size();
+    EXPECT_TRUE(at != std::string::npos && after < text.size() && (text[after] == ' ' || text[after] == '\n'))
+        << key << " missing in\n"
+        << text;
+  }
+  EXPECT_NE(text.find(record["physical_asset"].get<std::string>()), std::string::npos);
+}
+
+TEST_F(Tarn, Show_AssetRootFindsEveryKindButRefusesAnAmbiguousName) {
+  json assets = okJson({"list", demo, "asset", "--json"});
+  EXPECT_EQ(assets.size(), count({"count", demo, "physicalasset"}) + count({"count", demo, "bimasset"}) +
+                               count({"count", demo, "informationasset"}));
+  std::set<std::string> classes;
+  for (const json& a : assets) classes.insert(a["class"].get<std::string>());
+  EXPECT_EQ(classes, (std::set<std::string>{"PhysicalAsset", "BimAsset"}));
+
+  const json& first = assets.front();
+  json shown = okJson({"show", demo, "asset", std::to_string(first["id"].get<unsigned>()), "--json"});
+  EXPECT_EQ(shown, first);
+  // The physical and the BIM asset of a material share its name.
+  Outcome r = run({"show", demo, "asset", first["name"]});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("give an id"), std::string::npos) << r.err;
+}
+
+// ---- Removal and purge
+
+TEST_F(Tarn, Remove_ReportsEachOutcomeAndKeepsReferencedObjects) {
+  std::set<std::string> used = usedMaterials();
+  std::string usedId, unusedId;
+  for (const json& m : okJson({"list", demo, "material", "--json"})) {
+    std::string id = std::to_string(m["id"].get<unsigned>());
+    (used.count(m["name"]) ? usedId : unusedId) = id;
+  }
+  ASSERT_FALSE(usedId.empty());
+  ASSERT_FALSE(unusedId.empty());
+  std::size_t before = count({"count", demo, "material"});
+
+  json outcomes = okJson({"remove", demo, "material", usedId, unusedId, "999999", "--json"});
+  std::map<std::string, std::string> byId;
+  for (const json& o : outcomes) byId[std::to_string(o["id"].get<unsigned>())] = o["outcome"];
+  EXPECT_EQ(byId, (std::map<std::string, std::string>{
+                      {usedId, "referenced"}, {unusedId, "removed"}, {"999999", "not_found"}}));
+  EXPECT_EQ(count({"count", demo, "material"}), before - 1);
+  ok({"show", demo, "material", usedId});
+  fails({"show", demo, "material", unusedId}, 2, unusedId);
+}
+
+TEST_F(Tarn, Remove_WithOneMalformedIdRemovesNothing) {
+  std::size_t before = count({"count", demo, "composition"});
+  fails({"remove", demo, "composition", "1", "x7"}, 2, "x7");
+  fails({"remove", demo, "composition", "1", "-3"}, 2, "-3");
+  fails({"remove", demo, "composition", "4294967296"}, 2, "4294967296");
+  EXPECT_EQ(count({"count", demo, "composition"}), before);
+}
+
+TEST_F(Tarn, Purge_RemovesExactlyTheMaterialsNoCompositionUses) {
+  std::set<std::string> used = usedMaterials();
+  std::set<std::string> removed, kept;
+  for (const json& o : okJson({"purge", demo, "material", "--json"})) {
+    EXPECT_EQ(o["class"], "Material");
+    (o["outcome"] == "removed" ? removed : kept).insert(o["name"].get<std::string>());
+    if (o["outcome"] != "removed") {
+      EXPECT_EQ(o["outcome"], "referenced");
+    }
+  }
+  EXPECT_EQ(kept, used);
+  EXPECT_FALSE(removed.empty());
+  for (const std::string& name : removed) EXPECT_FALSE(used.count(name)) << name;
+  EXPECT_EQ(count({"count", demo, "material"}), used.size());
+}
+
+TEST_F(Tarn, Purge_OfEveryTypeEmptiesTheSampleCatalogue) {
+  std::string text = ok({"purge", demo});
+  EXPECT_NE(text.find("Composition 1 "), std::string::npos) << text;
+  const json counts = okJson({"info", demo, "--json"})["objects"];
+  for (const auto& [type, n] : counts.items()) EXPECT_EQ(n, 0) << type;
+}
+
+// ---- The file as a whole
+
+TEST_F(Tarn, Create_WritesUnitAndGuidAndRefusesAnExistingFile) {
+  std::string a = dir.file("a.sqlite");
+  ok({"create", a, "--unit", "in", "--guid", "4B7009EF-0317-4504-A674-282D1B5BB08F"});
+  json info = okJson({"info", a, "--json"});
+  EXPECT_EQ(info["unit"], "in");
+  EXPECT_EQ(info["guid"], "4b7009ef-0317-4504-a674-282d1b5bb08f");
+  EXPECT_EQ(info["read_only"], false);
+  for (const auto& [type, n] : info["objects"].items()) EXPECT_EQ(n, 0) << type;
+
+  // Other text gives the same name-based GUID every time.
+  ok({"create", dir.file("b.sqlite"), "--guid", "Sample catalogue"});
+  ok({"create", dir.file("c.sqlite"), "--guid", "Sample catalogue"});
+  std::string b = okJson({"info", dir.file("b.sqlite"), "--json"})["guid"];
+  EXPECT_EQ(okJson({"info", dir.file("c.sqlite"), "--json"})["guid"], b);
+  EXPECT_EQ(okJson({"info", dir.file("a.sqlite"), "--json"})["unit"], "in");
+
+  std::string before = readBytes(a);
+  fails({"create", a}, 2, a);
+  EXPECT_EQ(readBytes(a), before);
+}
+
+TEST_F(Tarn, Meta_SetsClearsAndShowsLocaleAndRegion) {
+  ok({"meta", demo, "--locale", "de-CH", "--region", "CH"});
+  json info = okJson({"info", demo, "--json"});
+  EXPECT_EQ(info["locale"], "de-CH");
+  EXPECT_EQ(info["region"], "CH");
+
+  ok({"meta", demo, "--locale", ""});
+  std::string before = readBytes(demo);
+  EXPECT_EQ(ok({"meta", demo}), "locale  \nregion  CH\n");
+  EXPECT_EQ(readBytes(demo), before);
+}
+
+TEST_F(Tarn, Vacuum_KeepsEveryObject) {
+  ok({"remove", demo, "composition", "1", "2", "3"});
+  std::string listed = ok({"list", demo, "composition", "--json"});
+  ok({"vacuum", demo});
+  EXPECT_EQ(ok({"list", demo, "composition", "--json"}), listed);
+}
+
+TEST_F(Tarn, Upgrade_MigratesAnOlderFileWhichReadingLeavesAlone) {
+  std::string old = dir.file("old.sqlite");
+  testing::writeOldLibrary(old, 1011, "9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10");
+  std::string before = readBytes(old);
+
+  Outcome info = run({"info", old, "--json"});
+  ASSERT_EQ(info.status, 0) << info.err;
+  EXPECT_EQ(json::parse(info.out)["schema"], "older");
+  EXPECT_NE(info.err.find("the file is unchanged"), std::string::npos) << info.err;
+  EXPECT_EQ(readBytes(old), before);
+
+  EXPECT_NE(ok({"upgrade", old}).find("migrated"), std::string::npos);
+  EXPECT_NE(readBytes(old), before);
+  json after = okJson({"info", old, "--json"});
+  EXPECT_EQ(after["schema"], "current");
+  EXPECT_EQ(after["guid"], "9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10");
+  EXPECT_EQ(after["locale"], "de");
+  EXPECT_NE(ok({"upgrade", old}).find("nothing to do"), std::string::npos);
+}
+
+TEST_F(Tarn, Upgrade_LeavesANewerFileThatThisVersionMayRead) {
+  {
+    RawDb db(demo);
+    db.exec("UPDATE schema_version SET version = version + 1, compatibility = 1000 WHERE name = 'tarnlib'");
+  }
+  std::string before = readBytes(demo);
+  EXPECT_EQ(okJson({"info", demo, "--json"})["schema"], "newer");
+  EXPECT_NE(ok({"upgrade", demo}).find("newer"), std::string::npos);
+  EXPECT_EQ(readBytes(demo), before);
+  {
+    RawDb db(demo);
+    db.exec("UPDATE schema_version SET compatibility = version WHERE name = 'tarnlib'");
+  }
+  fails({"info", demo}, 2, demo);
+  fails({"upgrade", demo}, 2, demo);
+}
+
+// ---- Bad input
+
+TEST_F(Tarn, BadFiles_AreNamedWithTheReasonAndLeftAsTheyWere) {
+  std::string text = dir.file("notes.txt");
+  writeBytes(text, "not a catalogue\n");
+  std::string empty = dir.file("empty.sqlite");
+  writeBytes(empty, "");
+  std::string foreign = dir.file("foreign.sqlite");
+  {
+    RawDb db(foreign);
+    db.exec("CREATE TABLE t (a); INSERT INTO t VALUES (1)");
+  }
+  const std::string foreignBytes = readBytes(foreign);
+
+  for (const std::string& file : {dir.file("missing.sqlite"), text, empty, foreign, dir.file("")}) {
+    fails({"info", file}, 2, file);
+    fails({"list", file, "material"}, 2, file);
+    fails({"remove", file, "material", "1"}, 2, file);
+    fails({"purge", file}, 2, file);
+  }
+  EXPECT_EQ(readBytes(foreign), foreignBytes);
+  EXPECT_EQ(readBytes(empty), "");
+  EXPECT_FALSE(std::filesystem::exists(dir.file("missing.sqlite")));
+  fails({"info", "memvfs://nothing"}, 2, "memvfs://nothing");
+  fails({"info", "ftp://host/file"}, 2, "ftp://host/file");
+}
+
+TEST_F(Tarn, BadArguments_FailWithTheirOwnStatus) {
+  fails({"list", demo, "widget"}, 2, "widget");
+  fails({"show", demo, "material", "No such material"}, 2, "No such material");
+  fails({"show", demo, "material", "Ziegel \xC3\xA4 \xF0\x9F\xA7\xB1"}, 2,
+        "Ziegel \xC3\xA4 \xF0\x9F\xA7\xB1");
+  fails({"purge", demo, "material", "widget"}, 2, "widget");
+  // Usage errors: the command line itself cannot be meant.
+  fails({"list", demo, "layer", "--tag", "x"}, 1, "--tag");
+  for (const std::vector<std::string>& usage : {std::vector<std::string>{"frobnicate"},
+                                                {"list", demo},
+                                                {"create", demo, "--unit", "cm"},
+                                                {"show", demo, "material", "1", "--colour"},
+                                                {"help", "frobnicate"}}) {
+    Outcome r = run(usage);
+    EXPECT_EQ(r.status, 1) << describe(usage, r);
+    EXPECT_EQ(r.err.rfind("tarn: ", 0), 0u) << r.err;
+  }
+}
+
+TEST_F(Tarn, ReadOnly_WritesAreRefusedAndChangeNothing) {
+  std::string before = readBytes(demo);
+  for (const std::vector<std::string>& write :
+       {std::vector<std::string>{"--read-only", "remove", demo, "material", "1"},
+        {"meta", demo, "--locale", "fr", "--read-only"},
+        {"--read-only", "purge", demo},
+        {"--read-only", "vacuum", demo},
+        {"--read-only", "demo", demo, "--force"}}) {
+    Outcome r = run(write);
+    EXPECT_EQ(r.status, 2) << describe(write, r);
+    EXPECT_NE(r.err.find("read-only"), std::string::npos) << r.err;
+  }
+  EXPECT_EQ(readBytes(demo), before);
+  EXPECT_EQ(okJson({"--read-only", "info", demo, "--json"})["read_only"], true);
+}
+
+TEST_F(Tarn, ReadOnly_AFileTheSystemWillNotLetUsWrite) {
+  if (geteuid() == 0) GTEST_SKIP() << "root may write any file";
+  std::string before = readBytes(demo);
+  ASSERT_EQ(chmod(demo.c_str(), 0444), 0);
+  EXPECT_EQ(okJson({"info", demo, "--json"})["read_only"], true);
+  fails({"remove", demo, "composition", "1"}, 2, demo);
+  fails({"meta", demo, "--region", "AT"}, 2, demo);
+  EXPECT_EQ(readBytes(demo), before);
+}
+
+TEST_F(Tarn, Help_AndVersionGoToStdoutWithStatusZero) {
+  Outcome version = run({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("tarn ", 0), 0u) << version.out;
+  EXPECT_EQ(lineCount(version.out), 1u);
+  for (const std::vector<std::string>& help :
+       {std::vector<std::string>{"help", "list"}, {"list", "--help"}}) {
+    Outcome r = run(help);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("Usage: tarn list"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("--tag"), std::string::npos) << r.out;
+  }
+  Outcome all = run({"help"});
+  for (const char* sub :
+       {"create", "info", "meta", "vacuum", "upgrade", "list", "count", "show", "remove", "purge", "demo"})
+    EXPECT_NE(all.out.find(std::string("\n  ") + sub + " "), std::string::npos) << sub;
+}
+
+}  // namespace
+}  // namespace tarnlib

@@ -1,0 +1,86 @@
+// Opening catalogue files for the commands, so that each bad file gets one clear
+// message and a file is changed only by a command that means to change it.
+//
+// The library's open turns any SQLite database without catalogue tables into an
+// empty catalogue, and migrates an older file in place, even when asked for
+// read-only access. A tool pointed at the wrong file must not do either. So a
+// file on disk is first opened as a copy in memory: that copy tells whether the
+// file is a catalogue at all, whether opening would migrate it, and whether it
+// was written by a newer version. Commands that only read then work on that
+// migrated copy when the file is older, and the file stays as it was.
+#ifndef TARN_CATALOGUE_FILE_H_
+#define TARN_CATALOGUE_FILE_H_
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tarnlib/library.h"
+
+namespace tarn {
+
+enum class Access {
+  Read,   // never changes the file
+  Write,  // may migrate the file, then writes to it
+};
+
+// What the file was before this opening.
+enum class Schema {
+  Current,  // at the library's schema version
+  Older,    // migrated on opening (in place for Write, in the memory copy for Read)
+  Newer,    // written by a newer version that this one may still read and write
+};
+
+class Catalogue;
+
+// Process-wide: open every file read-only, so that no command changes anything.
+void setReadOnly(bool readOnly);
+// Throws Failure naming `file` when files are to be left alone.
+void refuseIfReadOnly(const std::string& file);
+
+// Opens an existing catalogue. Throws Failure naming the file when it does not
+// exist, is not a catalogue, cannot be opened by this version, or (for Write)
+// cannot be written; in the last case nothing has been changed.
+Catalogue openCatalogue(const std::string& file, Access access);
+
+// Creates a new catalogue; Failure when the file exists or cannot be made.
+Catalogue createCatalogue(const std::string& file, tarnlib::LibraryUnit unit, const std::string& guid);
+
+// The schema version this build of the library writes.
+std::uint64_t currentSchemaVersion();
+
+// Removes the file (or memory file) if it exists; Failure when it cannot.
+void removeFile(const std::string& file);
+bool fileExists(const std::string& file);
+// The file's size in bytes, when it can be told.
+std::optional<std::uint64_t> fileSize(const std::string& file);
+
+class Catalogue {
+ public:
+  Catalogue(Catalogue&&) noexcept;
+  Catalogue& operator=(Catalogue&&) noexcept;
+  ~Catalogue();
+
+  tarnlib::Library& library() const { return *library_; }
+  const std::shared_ptr<tarnlib::Library>& shared() const { return library_; }
+  const std::string& file() const { return file_; }
+  Schema schema() const { return schema_; }
+  // True when a reading command works on a migrated copy of an older file.
+  bool isCopy() const { return !copy_.isEmpty(); }
+
+ private:
+  friend Catalogue openCatalogue(const std::string&, Access);
+  friend Catalogue createCatalogue(const std::string&, tarnlib::LibraryUnit, const std::string&);
+  Catalogue() = default;
+  void release() noexcept;
+
+  std::string file_;
+  Schema schema_ = Schema::Current;
+  OdString copy_;  // the memory file backing a probe copy still in use
+  std::shared_ptr<tarnlib::Library> library_;
+};
+
+}  // namespace tarn
+
+#endif  // TARN_CATALOGUE_FILE_H_

@@ -1,0 +1,431 @@
+// tarn demo: builds the sample catalogue of data/ into a file, prints what it
+// holds and answers a few questions from it, and leaves the file to explore.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include "catalogue_file.h"
+#include "commands.h"
+#include "common.h"
+#include "describe.h"
+#include "tarnlib/tarnlib.h"
+#include "types.h"
+
+namespace tarn {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using tarnlib::TnSmartPtr;
+
+namespace {
+
+const char* const kDefaultFile = "tarn-demo.sqlite";
+// The files read, in this order: later ones refer to names the earlier define.
+const char* const kDataFiles[] = {"layers.json", "materials.json", "compositions.json"};
+
+// The sample data: the folder given, else the one installed beside the tool,
+// else the source tree the tool was built from.
+fs::path dataFolder(const std::string& given) {
+  if (!given.empty()) {
+    if (!fs::is_directory(fs::u8path(given))) throw Failure(given, "no such folder");
+    return fs::u8path(given);
+  }
+  std::error_code ec;
+  fs::path self = fs::read_symlink("/proc/self/exe", ec);
+  if (!ec) {
+    fs::path installed = (self.parent_path() / TARN_DATA_FROM_BIN).lexically_normal();
+    if (fs::exists(installed / kDataFiles[0], ec)) return installed;
+  }
+  fs::path source(TARN_SOURCE_DATA_DIR);
+  if (fs::exists(source / kDataFiles[0], ec)) return source;
+  throw Failure("data", "the sample data was not found; give its folder with --data");
+}
+
+// Reading the data, with the file and the place in it named in every error.
+class Reader {
+ public:
+  explicit Reader(fs::path path) : path_(std::move(path)) {
+    std::ifstream in(path_);
+    if (!in) throw Failure(path_.string(), "cannot be read");
+    try {
+      root_ = json::parse(in);
+    } catch (const json::exception& e) {
+      throw Failure(path_.string(), e.what());
+    }
+  }
+
+  const json& root() const { return root_; }
+
+  [[noreturn]] void fail(const std::string& where, const std::string& reason) const {
+    throw Failure(path_.string(), where + ": " + reason);
+  }
+
+  const json& array(const json& object, const char* key, const std::string& where) const {
+    auto it = object.find(key);
+    if (it == object.end() || !it->is_array()) fail(where, std::string("needs an array \"") + key + "\"");
+    return *it;
+  }
+  std::string text(const json& object, const char* key, const std::string& where) const {
+    auto it = object.find(key);
+    if (it == object.end() || !it->is_string()) fail(where, std::string("needs a text \"") + key + "\"");
+    return it->get<std::string>();
+  }
+  std::string optionalText(const json& object, const char* key, const std::string& where) const {
+    return object.contains(key) ? text(object, key, where) : std::string();
+  }
+  double number(const json& value, const std::string& where) const {
+    if (!value.is_number()) fail(where, "needs a number");
+    return value.get<double>();
+  }
+  // A ply index or a mark: a whole number from 0.
+  std::uint32_t index(const json& value, const std::string& where) const {
+    if (!value.is_number_unsigned()) fail(where, "needs a whole number from 0");
+    return value.get<std::uint32_t>();
+  }
+
+ private:
+  fs::path path_;
+  json root_;
+};
+
+std::string at(const char* list, std::size_t i, const json& item) {
+  std::string where = std::string(list) + "[" + std::to_string(i) + "]";
+  auto name = item.find("name");
+  if (name != item.end() && name->is_string()) where += " (\"" + name->get<std::string>() + "\")";
+  return where;
+}
+
+tarnlib::MaterialFunction functionNamed(const Reader& r, const std::string& name, const std::string& where) {
+  for (int f = 0; f <= static_cast<int>(tarnlib::MaterialFunction::Membrane); ++f)
+    if (functionName(static_cast<tarnlib::MaterialFunction>(f)) == name)
+      return static_cast<tarnlib::MaterialFunction>(f);
+  r.fail(where, "unknown function \"" + name + "\"");
+}
+
+std::uint32_t compositionTypeBit(const Reader& r, const std::string& name, const std::string& where) {
+  for (std::uint32_t bit = 1; bit <= tarnlib::Composition::Plate; bit <<= 1)
+    if (compositionTypeName(bit) == name) return bit;
+  r.fail(where, "unknown composition type \"" + name + "\"");
+}
+
+template <class T>
+TnSmartPtr<T> named(const Reader& r, const std::map<std::string, TnSmartPtr<T>>& known,
+                    const std::string& name, const char* what, const std::string& where) {
+  auto it = known.find(name);
+  if (it == known.end()) r.fail(where, std::string("unknown ") + what + " \"" + name + "\"");
+  return it->second;
+}
+
+// Builds the catalogue object by object through the library's public classes,
+// as a host would.
+class Builder {
+ public:
+  explicit Builder(tarnlib::Library& library) : library_(library) {}
+
+  void layers(const Reader& r) {
+    for (const json& name : r.array(r.root(), "layers", "top level")) {
+      if (!name.is_string()) r.fail("layers", "holds a name that is not a text");
+      auto layer = tarnlib::Layer::create(wide(name.get<std::string>()));
+      layers_[name.get<std::string>()] = library_.save<tarnlib::Layer>(layer);
+    }
+  }
+
+  void materials(const Reader& r) {
+    const json& root = r.root();
+    const json& properties = r.array(root, "custom_properties", "top level");
+    for (std::size_t i = 0; i < properties.size(); ++i) {
+      std::string where = at("custom_properties", i, properties[i]);
+      const TypeEntry& carrier = typeNamed(r.text(properties[i], "object_type", where));
+      auto property =
+          tarnlib::CustomProperty::create(wide(r.text(properties[i], "name", where)), carrier.type);
+      properties_[r.text(properties[i], "name", where)] = library_.save<tarnlib::CustomProperty>(property);
+    }
+
+    const json& types = r.array(root, "material_types", "top level");
+    for (std::size_t i = 0; i < types.size(); ++i) {
+      std::string where = at("material_types", i, types[i]);
+      std::string name = r.text(types[i], "name", where);
+      materialTypes_[name] = library_.save<tarnlib::MaterialType>(tarnlib::MaterialType::create(wide(name)));
+      auto pattern = types[i].find("cut_pattern");
+      if (pattern != types[i].end())
+        patterns_[name] =
+            tarnlib::Pattern(r.number(pattern->value("scale", json(1.0)), where + ".cut_pattern.scale"),
+                             r.number(pattern->value("angle", json(0.0)), where + ".cut_pattern.angle"),
+                             pattern->value("cross", false), false);
+    }
+
+    const json& materials = r.array(root, "materials", "top level");
+    for (std::size_t i = 0; i < materials.size(); ++i)
+      material(r, materials[i], at("materials", i, materials[i]));
+  }
+
+  void compositions(const Reader& r) {
+    const json& root = r.root();
+    for (const json& name : r.array(root, "composition_types", "top level")) {
+      if (!name.is_string()) r.fail("composition_types", "holds a name that is not a text");
+      compositionTypes_[name.get<std::string>()] = library_.save<tarnlib::CompositionType>(
+          tarnlib::CompositionType::create(wide(name.get<std::string>())));
+    }
+    const json& compositions = r.array(root, "compositions", "top level");
+    for (std::size_t i = 0; i < compositions.size(); ++i)
+      composition(r, compositions[i], at("compositions", i, compositions[i]));
+  }
+
+ private:
+  void material(const Reader& r, const json& m, const std::string& where) {
+    std::string name = r.text(m, "name", where);
+    std::string typeName = r.text(m, "type", where);
+    auto material =
+        tarnlib::Material::create(wide(name), named(r, materialTypes_, typeName, "material type", where));
+    material->set_description(wide(r.optionalText(m, "description", where)));
+    auto pattern = patterns_.find(typeName);
+    if (pattern != patterns_.end()) material->set_cut_pattern(pattern->second);
+    for (const json& tag : m.value("tags", json::array())) {
+      if (!tag.is_string()) r.fail(where, "holds a tag that is not a text");
+      material->add_tag(wide(tag.get<std::string>()));
+    }
+
+    auto physical = tarnlib::PhysicalAsset::create(wide(name));
+    if (m.contains("density")) physical->set_density(r.number(m["density"], where + ".density"));
+    if (m.contains("specific_heat"))
+      physical->set_specific_heat(r.number(m["specific_heat"], where + ".specific_heat"));
+    if (m.contains("thermal_conductivity"))
+      physical->set_thermal_conductivity(
+          r.number(m["thermal_conductivity"], where + ".thermal_conductivity"));
+    material->set_physical_asset(physical);
+
+    auto bim = tarnlib::BimAsset::create(wide(name));
+    bim->set_default_function(functionNamed(r, r.text(m, "function", where), where));
+    for (const json& t : m.value("thicknesses", json::array()))
+      bim->set_thicknesses().insert(r.number(t, where + ".thicknesses"));
+    bim->set_variable_thickness(m.value("variable_thickness", true));
+    std::string layer = r.optionalText(m, "layer", where);
+    if (!layer.empty()) bim->set_layer(named(r, layers_, layer, "layer", where));
+    material->set_bim_asset(bim);
+
+    const json values = m.value("custom_values", json::object());
+    for (const auto& [property, value] : values.items()) {
+      if (!value.is_string()) r.fail(where, "custom value \"" + property + "\" is not a text");
+      material->set_custom_value(named(r, properties_, property, "custom property", where),
+                                 wide(value.get<std::string>()));
+    }
+    materials_[name] = library_.save<tarnlib::Material>(material);
+  }
+
+  void composition(const Reader& r, const json& c, const std::string& where) {
+    auto composition = tarnlib::Composition::create(wide(r.text(c, "name", where)));
+    composition->set_type(compositionTypeBit(r, r.text(c, "type", where), where));
+    std::string type = r.optionalText(c, "composition_type", where);
+    if (!type.empty())
+      composition->set_composition_type(named(r, compositionTypes_, type, "composition type", where));
+    std::string layer = r.optionalText(c, "layer", where);
+    if (!layer.empty()) composition->set_layer(named(r, layers_, layer, "layer", where));
+    composition->set_description(wide(r.optionalText(c, "description", where)));
+    for (const json& tag : c.value("tags", json::array())) {
+      if (!tag.is_string()) r.fail(where, "holds a tag that is not a text");
+      composition->add_tag(wide(tag.get<std::string>()));
+    }
+
+    const json& plies = r.array(c, "plies", where);
+    for (std::size_t i = 0; i < plies.size(); ++i) {
+      std::string plyWhere = where + ".plies[" + std::to_string(i) + "]";
+      composition->append_ply(tarnlib::Composition::Ply(
+          named(r, materials_, r.text(plies[i], "material", plyWhere), "material", plyWhere),
+          functionNamed(r, r.text(plies[i], "function", plyWhere), plyWhere),
+          r.number(plies[i].value("thickness", json()), plyWhere + ".thickness")));
+    }
+
+    // The setters keep the marks consistent by moving them; data that needs
+    // moving is wrong, so it is refused rather than silently corrected.
+    const json& core = r.array(c, "core", where);
+    if (core.size() != 2) r.fail(where, "core needs [first, last]");
+    std::uint32_t first = r.index(core[0], where + ".core");
+    std::uint32_t last = r.index(core[1], where + ".core");
+    std::uint32_t structural = r.index(c.value("structural", json()), where + ".structural");
+    composition->set_last_core_ply(last);
+    composition->set_first_core_ply(first);
+    composition->set_structural_ply(structural);
+    if (composition->first_core_ply() != first || composition->last_core_ply() != last ||
+        composition->structural_ply() != structural)
+      r.fail(where, "core and structural ply must satisfy first <= structural <= last < number of plies");
+    auto variable = c.find("variable");
+    if (variable != c.end()) {
+      std::uint32_t ply = r.index(variable->value("ply", json()), where + ".variable.ply");
+      if (ply >= plies.size()) r.fail(where, "variable ply is not one of its plies");
+      composition->set_variable_ply(ply);
+      composition->set_variable_ply_min_thickness(
+          r.number(variable->value("min", json(0.0)), where + ".variable.min"));
+      if (variable->contains("max"))
+        composition->set_variable_ply_max_thickness(r.number((*variable)["max"], where + ".variable.max"));
+    }
+    library_.save<tarnlib::Composition>(composition);
+  }
+
+  tarnlib::Library& library_;
+  std::map<std::string, TnSmartPtr<tarnlib::Layer>> layers_;
+  std::map<std::string, TnSmartPtr<tarnlib::CustomProperty>> properties_;
+  std::map<std::string, TnSmartPtr<tarnlib::MaterialType>> materialTypes_;
+  std::map<std::string, tarnlib::Pattern> patterns_;
+  std::map<std::string, TnSmartPtr<tarnlib::Material>> materials_;
+  std::map<std::string, TnSmartPtr<tarnlib::CompositionType>> compositionTypes_;
+};
+
+std::string fixed(double value, int decimals) {
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
+  return buffer;
+}
+
+std::string quoted(const std::string& text) { return "\"" + text + "\""; }
+
+// ---- What the demo shows of the catalogue it built, read back through the
+// library's queries.
+
+void printSummary(const tarnlib::Library& library) {
+  std::cout << "It holds:\n";
+  for (const TypeEntry& type : typeTable()) {
+    if (!type.kinds.empty()) continue;
+    std::size_t n = type.count(library, Filter{});
+    if (n > 0) std::cout << "  " << n << ' ' << type.name << '\n';
+  }
+}
+
+void printInsulation(const tarnlib::Library& library) {
+  tarnlib::MaterialCriteria criteria;
+  criteria.tags.insert(L"insulation");
+  std::vector<TnSmartPtr<tarnlib::Material>> found;
+  library.get<tarnlib::Material>(found, criteria);
+  auto conductivity = [](const TnSmartPtr<tarnlib::Material>& m) {
+    const auto& asset = m->physical_asset();
+    return asset && asset->has_thermal_conductivity() ? asset->thermal_conductivity() : 1e9;
+  };
+  std::stable_sort(found.begin(), found.end(),
+                   [&](const auto& a, const auto& b) { return conductivity(a) < conductivity(b); });
+  std::cout << "\nMaterials tagged \"insulation\", best first (thermal conductivity, W/(m K)):\n";
+  for (const auto& m : found)
+    std::cout << "  " << fixed(conductivity(m), 3) << "  " << utf8(m->name()) << '\n';
+}
+
+// Thermal transmittance of a build-up from its plies' conductivities, with the
+// usual surface resistances for horizontal heat flow (0.13 inside, 0.04
+// outside). Plies without a conductivity (air layers) are left out, so this is
+// an estimate for comparing walls, not a calculation to build on.
+void printExternalWalls(const tarnlib::Library& library) {
+  auto type = library.get<tarnlib::CompositionType>(tarnlib::NameKey(L"External wall"));
+  if (!type) return;
+  tarnlib::CompositionCriteria criteria;
+  criteria.type_ids.insert(type->id());
+  std::vector<TnSmartPtr<tarnlib::Composition>> walls;
+  library.get<tarnlib::Composition>(walls, criteria);
+  std::cout << "\nExternal walls: total thickness (mm) and estimated U-value (W/(m2 K)):\n";
+  for (const auto& wall : walls) {
+    double thickness = 0.0;
+    double resistance = 0.13 + 0.04;
+    for (const auto& ply : wall->plies()) {
+      thickness += ply.thickness;
+      const auto& asset =
+          ply.material ? ply.material->physical_asset() : TnSmartPtr<tarnlib::PhysicalAsset>();
+      if (asset && asset->has_thermal_conductivity() && asset->thermal_conductivity() > 0)
+        resistance += ply.thickness / 1000.0 / asset->thermal_conductivity();
+    }
+    std::cout << "  " << fixed(thickness, 1) << "  U " << fixed(1.0 / resistance, 2) << "  "
+              << utf8(wall->name()) << '\n';
+  }
+}
+
+void printUses(const tarnlib::Library& library, const wchar_t* materialName) {
+  std::vector<TnSmartPtr<tarnlib::Composition>> all;
+  library.get<tarnlib::Composition>(all);
+  std::cout << "\nCompositions with a ply of " << quoted(utf8(OdString(materialName)))
+            << " (tarn remove keeps a material while they use it):\n";
+  for (const auto& composition : all) {
+    bool uses = std::any_of(composition->plies().begin(), composition->plies().end(),
+                            [&](const tarnlib::Composition::Ply& ply) {
+                              return ply.material && ply.material->name() == materialName;
+                            });
+    if (uses) std::cout << "  " << utf8(composition->name()) << '\n';
+  }
+}
+
+void printHints(const std::string& file) {
+  std::string f = file.find(' ') == std::string::npos ? file : quoted(file);
+  std::cout << "\nExplore it:\n"
+            << "  tarn info " << f << '\n'
+            << "  tarn list " << f << " material --tag insulation\n"
+            << "  tarn list " << f << " composition --name \"%timber%\"\n"
+            << "  tarn show " << f << " composition \"External wall, timber frame\"\n"
+            << "  tarn show " << f << " physicalasset \"Cross-laminated timber\" --json\n";
+}
+
+void run(const std::string& file, bool force, const std::string& data) {
+  fs::path folder = dataFolder(data);
+  // Every data file is parsed before the catalogue is made, so that a broken
+  // file leaves nothing behind.
+  std::vector<Reader> readers;
+  for (const char* name : kDataFiles) readers.emplace_back(folder / name);
+
+  refuseIfReadOnly(file);
+  if (fileExists(file)) {
+    if (!force) throw Failure(file, "already exists; give --force to replace it");
+    removeFile(file);
+  }
+  try {
+    Catalogue catalogue = createCatalogue(file, tarnlib::LibraryUnit::Millimeter, "");
+    onFile(file, [&] {
+      tarnlib::Library& library = catalogue.library();
+      {
+        // One transaction for the whole catalogue: a single commit instead of
+        // one per object.
+        tarnlib::Transaction transaction(catalogue.shared(), tarnlib::Transaction::kBeginCurrent);
+        Builder builder(library);
+        builder.layers(readers[0]);
+        builder.materials(readers[1]);
+        builder.compositions(readers[2]);
+        transaction.commit();
+      }
+      std::cout << "Built the sample catalogue " << file << " from " << folder.string() << ".\n";
+      printSummary(library);
+      printInsulation(library);
+      printExternalWalls(library);
+      printUses(library, L"Reinforced concrete");
+    });
+  } catch (...) {
+    try {
+      removeFile(file);
+    } catch (const Failure&) {
+      // The first failure is the one to report.
+    }
+    throw;
+  }
+  if (file.find("://") != std::string::npos)
+    std::cout << "\nThe catalogue lived in memory and is gone now that tarn ends.\n";
+  else
+    printHints(file);
+}
+
+}  // namespace
+
+void addDemoCommand(CLI::App& app, Commands& commands) {
+  struct Options {
+    std::string file = kDefaultFile;
+    bool force = false;
+    std::string data;
+  };
+  auto o = std::make_shared<Options>();
+  CLI::App* cmd =
+      app.add_subcommand("demo", "Build the sample catalogue into a file and show a few queries on it");
+  cmd->add_option("FILE", o->file, "Where to build it (memvfs://NAME builds it in memory)")
+      ->capture_default_str();
+  cmd->add_flag("--force", o->force, "Replace FILE if it exists");
+  cmd->add_option("--data", o->data, "Folder of the sample data (default: the one installed with tarn)")
+      ->type_name("DIR");
+  commands[cmd] = [o] { run(o->file, o->force, o->data); };
+}
+
+}  // namespace tarn

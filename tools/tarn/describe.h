@@ -1,0 +1,57 @@
+// Objects as records: what "tarn show" prints and what --json writes.
+//
+// A record is a JSON object: "class" (the object's own class, so an asset
+// listed as Asset says which kind it is), "id", then every field in the class's
+// order under the library's names for them.
+// A reference to another object is that object's name (null when absent), an
+// absent optional value is null, an enumeration is its name. The text form is
+// the same record as aligned lines.
+#ifndef TARN_DESCRIBE_H_
+#define TARN_DESCRIBE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "tarnlib/tarnlib.h"
+
+namespace tarn {
+
+using Json = nlohmann::ordered_json;
+
+Json describe(const tarnlib::Object& object);
+// The object's "name" field, empty when its class has none.
+std::string nameOf(const tarnlib::Object& object);
+
+// One per concrete class, called through the type table (types.h).
+void describeFields(const tarnlib::Tag& tag, Json& record);
+void describeFields(const tarnlib::Layer& layer, Json& record);
+void describeFields(const tarnlib::CustomProperty& property, Json& record);
+void describeFields(const tarnlib::InformationAsset& asset, Json& record);
+void describeFields(const tarnlib::PhysicalAsset& asset, Json& record);
+void describeFields(const tarnlib::BimAsset& asset, Json& record);
+void describeFields(const tarnlib::MaterialType& type, Json& record);
+void describeFields(const tarnlib::Material& material, Json& record);
+void describeFields(const tarnlib::CompositionType& type, Json& record);
+void describeFields(const tarnlib::Composition& composition, Json& record);
+
+// Enumerations as the records spell them; a value without a name as its number.
+std::string functionName(tarnlib::MaterialFunction function);
+std::string unitName(tarnlib::LibraryUnit unit);      // "mm" or "in"
+std::string compositionTypeName(std::uint32_t type);  // one Composition::Type bit
+
+// A scalar as text: a string as it is, a number in its shortest exact form,
+// yes/no for a boolean, "-" for null.
+std::string text(const Json& value);
+
+// Prints "CLASS ID" and then the fields as aligned lines, nested values indented.
+void printRecord(std::ostream& out, const Json& record);
+// Prints the members of a JSON object as aligned "key  value" lines.
+void printFields(std::ostream& out, const Json& object, std::size_t indent = 0);
+
+}  // namespace tarn
+
+#endif  // TARN_DESCRIBE_H_
