@@ -5,8 +5,7 @@
 
 #include <stdexcept>
 
-#include "support/sql.h"
-#include "support/temp_dir.h"
+#include "support/catalogue.h"
 #include "tarnlib/composition.h"
 #include "tarnlib/exceptions.h"
 #include "tarnlib/library.h"
@@ -14,8 +13,6 @@
 namespace tarnlib {
 namespace {
 
-using testing::RawDb;
-using testing::TempDir;
 using Ply = Composition::Ply;
 
 constexpr auto kNone = MaterialFunction::None;
@@ -158,19 +155,14 @@ TEST(CompositionModel, ThicknessAndDefaultPly) {
   EXPECT_EQ(ply.thickness, 0.0);
 }
 
-class CompositionStore : public ::testing::Test {
+class CompositionStore : public testing::LibraryTest {
  protected:
   void SetUp() override {
-    library = Library::create(dir.odFile("lib"), LibraryUnit::Millimeter);
-    ASSERT_TRUE(library);
-    brick = library->save<Material>(Material::create(L"Brick", MaterialType::create(L"Masonry")));
-    insulation =
-        library->save<Material>(Material::create(L"Mineral wool", MaterialType::create(L"Insulation")));
+    LibraryTest::SetUp();
+    brick = store(Material::create(L"Brick", MaterialType::create(L"Masonry")));
+    insulation = store(Material::create(L"Mineral wool", MaterialType::create(L"Insulation")));
   }
-  RawDb raw() { return RawDb(dir.file("lib")); }
 
-  TempDir dir;
-  std::shared_ptr<Library> library;
   TnSmartPtr<Material> brick;
   TnSmartPtr<Material> insulation;
 };
@@ -248,13 +240,11 @@ TEST_F(CompositionStore, PlyWithoutMaterialWritesNothing) {
   c->set_layer(Layer::create(L"New layer"));
   c->append_ply(Ply(brick, kStructure, 0.2));
   c->append_ply(Ply());
+  const std::string before = text(true);
   EXPECT_THROW(library->save<Composition>(c), NullPointer);
   EXPECT_EQ(c->id(), 0u);
   EXPECT_EQ(c->tags()[0]->id(), 0u);
-  EXPECT_EQ(
-      raw().value("SELECT (SELECT count(*) FROM tarnlib_Composition) + (SELECT count(*) FROM tarnlib_Tag) "
-                  "+ (SELECT count(*) FROM tarnlib_Layer)"),
-      "0");
+  EXPECT_EQ(text(true), before);
   c->set_ply(1).material = insulation;
   EXPECT_TRUE(library->save<Composition>(c));
 }
@@ -277,28 +267,20 @@ TEST_F(CompositionStore, CriteriaFilterByTypeBitsTypeIdsAndTags) {
 
   CompositionCriteria criteria;
   criteria.types = Composition::Wall | Composition::Slab;
-  EXPECT_EQ(library->count<Composition>(criteria), 2u);
+  EXPECT_EQ(loaded<Composition>(criteria), "W1|S1");
   criteria.type_ids = {exterior->id()};  // either a type bit or a composition type
   EXPECT_EQ(library->count<Composition>(criteria), 3u);
   criteria.types = 0;
-  std::vector<TnSmartPtr<Composition>> found;
-  library->get<Composition>(found, criteria);
-  ASSERT_EQ(found.size(), 1u);
-  EXPECT_EQ(found[0]->name(), OdString(L"R1"));
+  EXPECT_EQ(loaded<Composition>(criteria), "R1");
 
   CompositionCriteria tagged;
   tagged.tags = {L"Sound", L"Fire"};
-  found.clear();
-  library->get<Composition>(found, tagged);
-  EXPECT_EQ(found.size(), 3u);
+  EXPECT_EQ(loaded<Composition>(tagged), "W1|S1|G1");
   EXPECT_EQ(library->count<Composition>(tagged), 4u);  // W1 once per tag
   tagged.types = Composition::Wall | Composition::Generic;
   tagged.name.startsWith(L"w");
   EXPECT_EQ(library->count<Composition>(tagged), 2u);
-  found.clear();
-  library->get<Composition>(found, tagged);
-  ASSERT_EQ(found.size(), 1u);
-  EXPECT_EQ(found[0]->name(), OdString(L"W1"));
+  EXPECT_EQ(loaded<Composition>(tagged), "W1");
 }
 
 TEST_F(CompositionStore, MaterialInUseStaysOnRemovalAndPurge) {

@@ -1,13 +1,11 @@
-// Exceptions, the id mapping and the translation hook.
+// Exceptions and the id mapping. The translation hook is in material_test.
 #include <gtest/gtest.h>
 
 #include <iterator>
 #include <string>
 
-#include "i18n/translate.h"
 #include "tarnlib/exceptions.h"
 #include "tarnlib/id_mapping.h"
-#include "tarnlib/translations.h"
 
 namespace {
 
@@ -76,42 +74,33 @@ TEST(Exceptions, CaughtThroughTheirBases) {
 // Stand-ins for library addresses; never dereferenced.
 const Library* libraryAt(int& token) { return reinterpret_cast<const Library*>(&token); }
 
-TEST(IdMappingTest, SourceLibraryIsPartOfTheKey) {
-  int a = 0, b = 0, destination = 0;
-  IdMapping mapping(libraryAt(destination));
-  EXPECT_EQ(mapping.destination(), libraryAt(destination));
-
+TEST(IdMappingTest, SourceLibraryIsPartOfTheKeyAndAbsentKeysLeaveOutputAlone) {
+  int a = 0, b = 0;
+  IdMapping mapping(nullptr);
   mapping.assign({ObjectType::Material, 5, libraryAt(a)}, {10, 0});
   mapping.assign({ObjectType::Material, 5, libraryAt(b)}, {11, 1});
   mapping.assign({ObjectType::Tag, 5, libraryAt(a)}, {12, 0});
   EXPECT_EQ(mapping.size(), 3u);
-
   IdMapping::Value value;
   ASSERT_TRUE(mapping.compute({ObjectType::Material, 5, libraryAt(b)}, value));
   EXPECT_EQ(value, (IdMapping::Value{11, 1}));
-
-  mapping.assign({ObjectType::Material, 5, libraryAt(b)}, {13, 0});
+  mapping.assign({ObjectType::Material, 5, libraryAt(b)}, {13, 0});  // replaces
   EXPECT_EQ(mapping.size(), 3u);
   ASSERT_TRUE(mapping.compute({ObjectType::Material, 5, libraryAt(b)}, value));
   EXPECT_EQ(value.id, 13u);
-}
 
-TEST(IdMappingTest, AbsentKeysLeaveOutputAlone) {
-  int source = 0;
-  IdMapping mapping(nullptr);
-  const IdMapping::Key key(ObjectType::Layer, 1, libraryAt(source));
+  const IdMapping::Key absent(ObjectType::Layer, 1, libraryAt(a));
   IdMapping::Value untouched{77, 3};
-  EXPECT_FALSE(mapping.compute(key, untouched));
+  EXPECT_FALSE(mapping.compute(absent, untouched));
   EXPECT_EQ(untouched, (IdMapping::Value{77, 3}));
-  EXPECT_FALSE(mapping.has(key));
-  EXPECT_FALSE(mapping.remove(key));
-
-  mapping.assign(key, IdMapping::Value());
-  EXPECT_TRUE(mapping.has(key));
-  ASSERT_TRUE(mapping.compute(key, untouched));
+  EXPECT_FALSE(mapping.has(absent));
+  EXPECT_FALSE(mapping.remove(absent));
+  mapping.assign(absent, IdMapping::Value());
+  EXPECT_TRUE(mapping.has(absent));
+  ASSERT_TRUE(mapping.compute(absent, untouched));
   EXPECT_EQ(untouched, (IdMapping::Value{0, -1}));
-  EXPECT_TRUE(mapping.remove(key));
-  EXPECT_EQ(mapping.size(), 0u);
+  EXPECT_TRUE(mapping.remove(absent));
+  EXPECT_EQ(mapping.size(), 3u);
 }
 
 TEST(IdMappingTest, IteratesByLibraryThenSignedTypeThenId) {
@@ -134,53 +123,6 @@ TEST(IdMappingTest, IteratesByLibraryThenSignedTypeThenId) {
   EXPECT_EQ(order[1], negative);
   EXPECT_EQ(order[2], (IdMapping::Key{ObjectType::Tag, 1, high}));
   EXPECT_EQ(order[3], (IdMapping::Key{ObjectType::Tag, 2, high}));
-}
-
-class GermanWords : public Translations {
- public:
-  bool translate(OdString& out, const OdString& source) override {
-    ++calls;
-    if (source != L"Generic") return false;
-    EXPECT_TRUE(out.isEmpty());
-    out = L"Allgemein";
-    return true;
-  }
-  int calls = 0;
-};
-
-class Declining : public Translations {
- public:
-  bool translate(OdString& out, const OdString&) override {
-    out = L"garbage";  // must be ignored when declining
-    return false;
-  }
-};
-
-class TranslationHook : public ::testing::Test {
- protected:
-  void TearDown() override { Translations::set(nullptr); }
-};
-
-TEST_F(TranslationHook, WithoutTranslatorTextIsUnchanged) {
-  EXPECT_EQ(Translations::get(), nullptr);
-  EXPECT_EQ(translateText(L"Generic"), L"Generic");
-}
-
-TEST_F(TranslationHook, InstalledTranslatorIsAskedAndMayDecline) {
-  GermanWords german;
-  Translations::set(&german);
-  EXPECT_EQ(Translations::get(), &german);
-  EXPECT_EQ(translateText(L"Generic"), L"Allgemein");
-  EXPECT_EQ(translateText(L"Steel"), L"Steel");
-  EXPECT_EQ(german.calls, 2);
-
-  Declining declining;
-  Translations::set(&declining);
-  EXPECT_EQ(translateText(L"Generic"), L"Generic");
-
-  Translations::set(nullptr);
-  EXPECT_EQ(Translations::get(), nullptr);
-  EXPECT_EQ(translateText(L"Generic"), L"Generic");
 }
 
 }  // namespace

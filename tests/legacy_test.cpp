@@ -1,10 +1,9 @@
 // Files in the two legacy layouts: the 'bimlib' schema at its last and earlier
-// versions and the unprefixed layout in both of its material forms become
+// versions and the unprefixed layout in each of its layer forms become
 // current libraries with their ids; a material the current tables refuse is
 // left behind; a conversion that fails leaves the file as it was.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,40 +21,47 @@ using Rows = std::vector<std::string>;
 
 constexpr const char* kLibraryGuid = "0b9d2c4e-5a61-4f7b-8c3d-2e1f0a9b8c7d";
 
-// Rows shared by both layouts: the tables whose columns are the same in both.
-void insertCommonRows(RawDb& db, const std::string& p) {
-  db.exec("INSERT INTO " + p + "Meta VALUES (1, '" + kLibraryGuid + "', 0, 'de', 'CH');");
-  db.exec("INSERT INTO " + p + "Tag VALUES (3, 'warm'), (7, 'outer \xF0\x9D\x84\x9E');");
-  db.exec("INSERT INTO " + p + "CustomProperty VALUES (2, 'fire class', 4);");
-  db.exec("INSERT INTO " + p + "Layer VALUES (5, 'A-WALL'), (9, 'A-WALL-INSL');");
-  db.exec("INSERT INTO " + p + "MaterialType VALUES (4, 'Masonry');");
+// Brick and mineral wool in a wall, with the same values in both layouts: `p`
+// is the table prefix, "bimlib_" or none; the unprefixed layout may lack the
+// layer columns of materials or compositions and names some columns its own way.
+void insertCommonRows(RawDb& db, const std::string& p, bool materialLayer = true,
+                      bool compositionLayer = true) {
+  const bool bimlib = !p.empty();
+  db.exec("INSERT INTO " + p + "Meta VALUES (1, '" + kLibraryGuid + "', 0, 'de', 'CH');"
+          "INSERT INTO " + p + "Tag VALUES (3, 'warm'), (7, 'outer \xF0\x9D\x84\x9E');"
+          "INSERT INTO " + p + "CustomProperty VALUES (2, 'fire class', 4);"
+          "INSERT INTO " + p + "Layer VALUES (5, 'A-WALL'), (9, 'A-WALL-INSL');"
+          "INSERT INTO " + p + "MaterialType VALUES (4, 'Masonry');"
+          "INSERT INTO " + p + "Material (id, name, type_id, description, comments, appearance, "
+          "cut_pattern_type, cut_pattern_name, cut_pattern_scale, cut_pattern_angle, "
+          "cut_pattern_cross, surface_pattern_type, surface_pattern_name, surface_pattern_scale, "
+          "surface_pattern_angle, surface_pattern_cross, label, manufacturer, mark, model, "
+          "classification, cost, keynote, url, " + (bimlib ? "unique_code, " : "code, ") +
+          (materialLayer ? "layer_id, " : "") +
+          (bimlib ? "default_function, variable_thickness" : "function, allow_custom_thickness") +
+          ") VALUES "
+          "(11, 'Brick', 4, 'Clay brick', 'fired', 'red', 2, 'ANSI31', 2.5, 45.0, 1, 0, 'Solid', 1.0, "
+          "0.0, 0, 'B', 'Acme', 'M1', 'NF', 'Pr_20', '12.50', 'K-04', 'http://b', 'BR-1', " +
+          (materialLayer ? "5, " : "") + "2, 0),"
+          "(12, 'Mineral wool \xC3\xA4', 4, '', '', '', -1, '', 1.0, 0.0, 0, -1, '', 1.0, 0.0, 0, "
+          "'', '', '', '', '', '', '', '', NULL, " + (materialLayer ? "NULL, " : "") + "3, 1);"
+          "INSERT INTO " + p + "Material_thicknesses VALUES (11, 115.0), (11, 240.0), (12, 50.0);"
+          "INSERT INTO " + p + "Material_tags VALUES (11, 0, 3), (11, 1, 7);"
+          "INSERT INTO " + p + "Material_custom_values VALUES (11, 2, 'A1');"
+          "INSERT INTO " + p + "Composition VALUES (31, 'Wall 365', 128, 'outer wall', " +
+          (compositionLayer ? "9, " : "") + "'c', 0, 1, 0, 1);"
+          "INSERT INTO " + p + "Composition_tags VALUES (31, 0, 7);"
+          "INSERT INTO " + p + (bimlib ? "Composition_plies" : "Composition_layers") +
+          " VALUES (31, 0, 11, 1, 240.0), (31, 1, 12, 2, 125.0);"
+          "INSERT INTO " + p + "Composition_custom_values VALUES (31, 2, 'REI 90');");
 }
 
-// Brick and mineral wool in a wall, with the columns every 'bimlib' version had;
-// what later versions added is set where the file is new enough.
+// The rows of insertCommonRows and, where the 'bimlib' version is new enough,
+// what later versions added.
 void fillBimlib(RawDb& db, int version) {
   insertCommonRows(db, "bimlib_");
-  db.exec(
-      "INSERT INTO bimlib_Material (id, name, type_id, description, comments, appearance, "
-      "cut_pattern_type, cut_pattern_name, cut_pattern_scale, cut_pattern_angle, "
-      "cut_pattern_cross, surface_pattern_type, surface_pattern_name, surface_pattern_scale, "
-      "surface_pattern_angle, surface_pattern_cross, label, manufacturer, mark, model, "
-      "classification, cost, keynote, url, unique_code, layer_id, default_function, "
-      "variable_thickness) VALUES "
-      "(11, 'Brick', 4, 'Clay brick', 'fired', 'red', 2, 'ANSI31', 2.5, 45.0, 1, 0, 'Solid', 1.0, "
-      "0.0, 0, 'B', 'Acme', 'M1', 'NF', 'Pr_20', '12.50', 'K-04', 'http://b', 'BR-1', 5, 2, 0),"
-      "(12, 'Mineral wool \xC3\xA4', 4, '', '', '', -1, '', 1.0, 0.0, 0, -1, '', 1.0, 0.0, 0, "
-      "'', '', '', '', '', '', '', '', NULL, NULL, 3, 1);"
-      "INSERT INTO bimlib_Material_thicknesses VALUES (11, 115.0), (11, 240.0), (12, 50.0);"
-      "INSERT INTO bimlib_Material_tags VALUES (11, 0, 3), (11, 1, 7);"
-      "INSERT INTO bimlib_Material_custom_values VALUES (11, 2, 'A1');"
-      "INSERT INTO bimlib_Composition VALUES "
-      "(31, 'Wall 365', 128, 'outer wall', 9, 'c', 0, 1, 0, 1);"
-      "INSERT INTO bimlib_Composition_tags VALUES (31, 0, 7);"
-      "INSERT INTO bimlib_Composition_plies VALUES (31, 0, 11, 1, 240.0), (31, 1, 12, 2, 125.0);"
-      "INSERT INTO bimlib_Composition_custom_values VALUES (31, 2, 'REI 90');"
-      "INSERT INTO bimlib_Site (id, name, description) VALUES (1, 'Campus', '');"
-      "INSERT INTO bimlib_Site_custom_values VALUES (1, 2, 'x')");
+  db.exec("INSERT INTO bimlib_Site (id, name, description) VALUES (1, 'Campus', '');"
+          "INSERT INTO bimlib_Site_custom_values VALUES (1, 2, 'x')");
   // Between the steps that dropped and re-created them there were no buildings.
   if (version != 1003) {
     db.exec(
@@ -73,18 +79,14 @@ void fillBimlib(RawDb& db, int version) {
   }
 }
 
+// The physical assets of a converted file.
+constexpr const char* kPhysicalAssets =
+    "SELECT a.id, a.typeid, p.name, p.description, p.density, p.specific_heat, "
+    "p.thermal_conductivity FROM tarnlib_Asset AS a JOIN tarnlib_PhysicalAsset AS p ON p.id = a.id "
+    "ORDER BY a.id";
+
 class Legacy : public ::testing::Test {
  protected:
-  std::string schemaDifferences(const std::string& path) {
-    if (fresh_.empty()) {
-      EXPECT_TRUE(Library::create(dir.odFile("fresh"), LibraryUnit::Millimeter));
-      RawDb db(dir.file("fresh"));
-      fresh_ = testing::logicalSchema(db);
-    }
-    RawDb db(path);
-    return testing::schemaDifferences(testing::logicalSchema(db), fresh_);
-  }
-
   std::string bimlibFile(const std::string& name, int version) {
     const std::string path = dir.file(name);
     testing::writeBimlib(path, version);
@@ -103,11 +105,8 @@ class Legacy : public ::testing::Test {
     EXPECT_EQ(library->unit(), LibraryUnit::Inch);
     EXPECT_EQ(library->locale(), OdString(L"de"));
     library.reset();
-    RawDb db(path);
-    EXPECT_EQ(db.rows("SELECT name, version, migration, compatibility FROM schema_version"),
-              Rows{"tarnlib|1013|0|1000"});
-    EXPECT_EQ(schemaDifferences(path), "");
-    EXPECT_EQ(db.value("PRAGMA freelist_count"), "0");  // compacted
+    testing::expectCurrentSchema(path, dir.file("fresh"));
+    EXPECT_EQ(RawDb(path).value("PRAGMA freelist_count"), "0");  // compacted
   }
 
   // The rows that both layouts give for the data of fillBimlib and its
@@ -166,35 +165,21 @@ class Legacy : public ::testing::Test {
   }
 
   TempDir dir;
-
- private:
-  testing::LogicalSchema fresh_;
 };
 
-TEST_F(Legacy, BimlibAtItsLastVersionBecomesCurrentWithItsIds) {
-  const std::string path = bimlibFile("bimlib", 1008);
-  expectConverted(path);
-  RawDb db(path);
-  expectCommonRows(db, true, true);
-  EXPECT_EQ(db.rows("SELECT m.id, b.union_section FROM tarnlib_Material AS m "
-                    "JOIN tarnlib_BimAsset AS b ON b.id = m.bim_asset_id ORDER BY m.id"),
-            (Rows{"11|1", "12|0"}));
-  EXPECT_EQ(db.rows("SELECT id, physical_asset_id FROM tarnlib_Material ORDER BY id"),
-            (Rows{"11|21", "12|NULL"}));
-  EXPECT_EQ(db.rows("SELECT a.id, a.typeid, p.name, p.description, p.density, p.specific_heat, "
-                    "p.thermal_conductivity FROM tarnlib_Asset AS a "
-                    "JOIN tarnlib_PhysicalAsset AS p ON p.id = a.id"),
-            Rows{"21|tarnlib::PhysicalAsset|Clay|fired clay|1800.0|840.0|0.8"});
-}
-
-TEST_F(Legacy, EarlierBimlibVersionsAreMigratedWithinTheirOwnStepsFirst) {
-  for (int version = 1000; version < 1008; ++version) {
+// Earlier versions are migrated within their own steps first.
+TEST_F(Legacy, EveryBimlibVersionBecomesCurrentWithItsIds) {
+  for (int version = 1000; version <= 1008; ++version) {
     SCOPED_TRACE(version);
     const std::string path = bimlibFile(std::to_string(version), version);
     expectConverted(path);
     RawDb db(path);
     expectCommonRows(db, true, true);
-    EXPECT_EQ(db.value("SELECT count(*) FROM tarnlib_PhysicalAsset"), version >= 1006 ? "1" : "0");
+    EXPECT_EQ(db.rows("SELECT m.id, b.union_section, m.physical_asset_id FROM tarnlib_Material AS m "
+                      "JOIN tarnlib_BimAsset AS b ON b.id = m.bim_asset_id ORDER BY m.id"),
+              (Rows{version >= 1006 ? "11|1|21" : version >= 1002 ? "11|1|NULL" : "11|0|NULL", "12|0|NULL"}));
+    EXPECT_EQ(db.rows(kPhysicalAssets),
+              version >= 1006 ? Rows{"21|tarnlib::PhysicalAsset|Clay|fired clay|1800.0|840.0|0.8"} : Rows{});
   }
 }
 
@@ -212,40 +197,17 @@ TEST_F(Legacy, BimlibBelowItsBaseIsNotConverted) {
   EXPECT_EQ(RawDb(path).value("SELECT version FROM schema_version WHERE name = 'bimlib'"), "999");
 }
 
-TEST_F(Legacy, UnprefixedLayoutConvertsInEitherMaterialForm) {
-  for (const bool layer : {true, false}) {
-    SCOPED_TRACE(layer);
-    const std::string path = dir.file(layer ? "with-layer" : "without-layer");
-    testing::writeUnprefixed(path, layer, layer);
+// The layer columns exist in three forms of the layout: on both, on neither,
+// on materials only.
+TEST_F(Legacy, UnprefixedLayoutConvertsInEveryLayerForm) {
+  for (const auto& [materialLayer, compositionLayer] : {std::pair{true, true}, {false, false}, {true, false}}) {
+    SCOPED_TRACE(std::to_string(materialLayer) + std::to_string(compositionLayer));
+    const std::string path = dir.file("unprefixed" + std::to_string(materialLayer) + std::to_string(compositionLayer));
+    testing::writeUnprefixed(path, materialLayer, compositionLayer);
     {
       RawDb db(path);
-      insertCommonRows(db, "");
-      // The layer values exist only in the form with the layer columns.
-      const std::string column = layer ? "layer_id, " : "";
-      const std::string brick = layer ? "5, " : "";
-      const std::string wool = layer ? "NULL, " : "";
-      const std::string wall = layer ? "9, " : "";
+      insertCommonRows(db, "", materialLayer, compositionLayer);
       db.exec(
-          "INSERT INTO Material (id, name, type_id, description, comments, appearance, "
-          "cut_pattern_type, cut_pattern_name, cut_pattern_scale, cut_pattern_angle, "
-          "cut_pattern_cross, surface_pattern_type, surface_pattern_name, surface_pattern_scale, "
-          "surface_pattern_angle, surface_pattern_cross, label, manufacturer, mark, model, "
-          "classification, cost, keynote, url, code, " + column +
-          "function, allow_custom_thickness) VALUES "
-          "(11, 'Brick', 4, 'Clay brick', 'fired', 'red', 2, 'ANSI31', 2.5, 45.0, 1, 0, 'Solid', "
-          "1.0, 0.0, 0, 'B', 'Acme', 'M1', 'NF', 'Pr_20', '12.50', 'K-04', 'http://b', 'BR-1', " +
-          brick + "2, 0),"
-          "(12, 'Mineral wool \xC3\xA4', 4, '', '', '', -1, '', 1.0, 0.0, 0, -1, '', 1.0, 0.0, 0, "
-          "'', '', '', '', '', '', '', '', NULL, " + wool + "3, 1);");
-      db.exec(
-          "INSERT INTO Material_thicknesses VALUES (11, 115.0), (11, 240.0), (12, 50.0);"
-          "INSERT INTO Material_tags VALUES (11, 0, 3), (11, 1, 7);"
-          "INSERT INTO Material_custom_values VALUES (11, 2, 'A1');"
-          "INSERT INTO Composition VALUES (31, 'Wall 365', 128, 'outer wall', " + wall +
-          "'c', 0, 1, 0, 1);"
-          "INSERT INTO Composition_tags VALUES (31, 0, 7);"
-          "INSERT INTO Composition_layers VALUES (31, 0, 11, 1, 240.0), (31, 1, 12, 2, 125.0);"
-          "INSERT INTO Composition_custom_values VALUES (31, 2, 'REI 90');"
           "INSERT INTO Asset VALUES (1, 'StructuralAsset', 'Steel', 'S235'), "
           "(2, 'ThermalAsset', 'Wool', ''), (3, 'Asset', 'Plain', '');"
           "INSERT INTO Asset_tags VALUES (1, 0, 3);"
@@ -254,38 +216,10 @@ TEST_F(Legacy, UnprefixedLayoutConvertsInEitherMaterialForm) {
     }
     expectConverted(path);
     RawDb db(path);
-    expectCommonRows(db, layer, layer);
-    EXPECT_EQ(db.rows("SELECT a.id, a.typeid, p.name, p.description, p.density, p.specific_heat, "
-                      "p.thermal_conductivity FROM tarnlib_Asset AS a "
-                      "JOIN tarnlib_PhysicalAsset AS p ON p.id = a.id ORDER BY a.id"),
-              (Rows{"1|tarnlib::PhysicalAsset|Steel|S235|7850.0|NULL|NULL",
-                    "2|tarnlib::PhysicalAsset|Wool||NULL|1030.0|0.035"}));
+    expectCommonRows(db, materialLayer, compositionLayer);
+    EXPECT_EQ(db.rows(kPhysicalAssets), (Rows{"1|tarnlib::PhysicalAsset|Steel|S235|7850.0|NULL|NULL",
+                                              "2|tarnlib::PhysicalAsset|Wool||NULL|1030.0|0.035"}));
   }
-}
-
-TEST_F(Legacy, UnprefixedLayoutWithLayerOnlyOnMaterials) {
-  const std::string path = dir.file("mixed");
-  testing::writeUnprefixed(path, true, false);
-  {
-    RawDb db(path);
-    insertCommonRows(db, "");
-    db.exec(
-        "INSERT INTO Material (id, name, type_id, description, comments, appearance, "
-        "cut_pattern_name, surface_pattern_name, label, manufacturer, mark, model, classification, "
-        "cost, keynote, url, layer_id) VALUES (11, 'Brick', 4, '', '', '', '', '', '', '', '', '', "
-        "'', '', '', '', 9);"
-        "INSERT INTO Composition (id, name, description, comments, first_core_layer, "
-        "last_core_layer) "
-        "VALUES (31, 'Wall', '', '', 1, 2)");
-  }
-  expectConverted(path);
-  RawDb db(path);
-  EXPECT_EQ(
-      db.rows(
-          "SELECT b.layer_id, b.default_function, b.variable_thickness FROM tarnlib_BimAsset AS b"),
-      Rows{"9|0|1"});
-  EXPECT_EQ(db.rows("SELECT layer_id, first_core_ply, last_core_ply FROM tarnlib_Composition"),
-            Rows{"NULL|1|2"});
 }
 
 TEST_F(Legacy, MaterialTheCurrentTablesRefuseIsLeftBehind) {
@@ -324,7 +258,7 @@ TEST_F(Legacy, MaterialTheCurrentTablesRefuseIsLeftBehind) {
 TEST_F(Legacy, FailedConversionLeavesTheFileByteForByte) {
   struct Case {
     const char* name;
-    int version;
+    int version;  // 0: the unprefixed layout
     const char* change;
   };
   const Case cases[] = {
@@ -332,28 +266,25 @@ TEST_F(Legacy, FailedConversionLeavesTheFileByteForByte) {
       {"step", 1005, "CREATE TABLE bimlib_Asset (x TEXT)"},
       // A table the copy reads is gone.
       {"copy", 1008, "DROP TABLE bimlib_Composition_plies"},
+      {"unprefixed", 0, "DROP TABLE Composition_layers"},
       // No metadata: the converted file could never be opened.
       {"meta", 1008, "DELETE FROM bimlib_Meta"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const std::string path = bimlibFile(c.name, c.version);
+    std::string path = dir.file(c.name);
+    if (c.version) {
+      path = bimlibFile(c.name, c.version);
+    } else {
+      testing::writeUnprefixed(path, true, true);
+      RawDb db(path);
+      insertCommonRows(db, "");
+    }
     RawDb(path).exec(c.change);
     const std::string before = testing::readBytes(path);
     EXPECT_FALSE(Library::open(OdString(path)));
     EXPECT_EQ(testing::readBytes(path), before);
   }
-
-  const std::string unprefixed = dir.file("unprefixed");
-  testing::writeUnprefixed(unprefixed, true, true);
-  {
-    RawDb db(unprefixed);
-    insertCommonRows(db, "");
-    db.exec("DROP TABLE Composition_layers");
-  }
-  const std::string before = testing::readBytes(unprefixed);
-  EXPECT_FALSE(Library::open(OdString(unprefixed)));
-  EXPECT_EQ(testing::readBytes(unprefixed), before);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <set>
 #include <thread>
 
 #include "support/sql.h"
@@ -70,17 +69,12 @@ TEST(LibraryConcurrency, TwoThreadsAndAProcessWriteMetadataWithoutLoss) {
   EXPECT_EQ(failures[0], 0);
   EXPECT_EQ(failures[1], 0);
 
+  // Every value written shows up in the row at some point.
   RawDb raw(path);
-  std::set<std::string> locales, regions;
-  for (const std::string& row : raw.rows("SELECT locale, region FROM audit")) {
-    locales.insert(row.substr(0, row.find('|')));
-    regions.insert(row.substr(row.find('|') + 1));
-  }
-  for (int i = 0; i < kWrites; ++i) {
-    EXPECT_TRUE(locales.count("t" + std::to_string(i))) << i;
-    EXPECT_TRUE(locales.count("p" + std::to_string(i))) << i;
-    EXPECT_TRUE(regions.count("r" + std::to_string(i))) << i;
-  }
+  EXPECT_EQ(raw.value("SELECT (SELECT count(DISTINCT locale) FROM audit WHERE locale GLOB 't*'), "
+                      "(SELECT count(DISTINCT locale) FROM audit WHERE locale GLOB 'p*'), "
+                      "(SELECT count(DISTINCT region) FROM audit WHERE region GLOB 'r*')"),
+            std::to_string(kWrites) + "|" + std::to_string(kWrites) + "|" + std::to_string(kWrites));
   // The region writer was never overwritten by a locale writer's old copy.
   EXPECT_EQ(raw.value("SELECT region FROM tarnlib_Meta"), "r" + std::to_string(kWrites - 1));
 }

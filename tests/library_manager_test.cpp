@@ -9,7 +9,7 @@ namespace {
 
 using testing::TempDir;
 
-TEST(LibraryManager, SameNameWithEitherSlashGivesSameLibrary) {
+TEST(LibraryManager, OneLibraryPerNameWhileAClientHoldsIt) {
   TempDir dir;
   LibraryManager manager;
   const std::string path = dir.file("sub-lib");
@@ -24,25 +24,18 @@ TEST(LibraryManager, SameNameWithEitherSlashGivesSameLibrary) {
   EXPECT_EQ(manager.open(OdString(path), true), first);
   EXPECT_FALSE(first->isReadOnly());
   EXPECT_EQ(manager.create(OdString(path), LibraryUnit::Millimeter, L"x")->unit(), LibraryUnit::Inch);
-}
 
-TEST(LibraryManager, DroppedLibraryIsOpenedAnew) {
-  TempDir dir;
-  LibraryManager manager;
-  ASSERT_TRUE(manager.create(dir.odFile("a"), LibraryUnit::Inch));
-  auto readOnly = manager.open(dir.odFile("a"), true);
+  // Dropped, it is opened anew.
+  first.reset();
+  auto readOnly = manager.open(OdString(path), true);
   ASSERT_TRUE(readOnly);
-  EXPECT_TRUE(readOnly->isReadOnly());  // a new opening, not the writable one
-}
+  EXPECT_TRUE(readOnly->isReadOnly());
 
-TEST(LibraryManager, FailedOpenLeavesNoEntryAndCaseMatters) {
-  TempDir dir;
-  LibraryManager manager;
+  // A failed open leaves no entry; names differing in case are other names.
   EXPECT_FALSE(manager.open(dir.odFile("later")));
   ASSERT_TRUE(Library::create(dir.odFile("later"), LibraryUnit::Inch));
-  auto opened = manager.open(dir.odFile("later"));
-  ASSERT_TRUE(opened);
-  EXPECT_FALSE(manager.open(dir.odFile("LATER")));  // another name, and no such file
+  EXPECT_TRUE(manager.open(dir.odFile("later")));
+  EXPECT_FALSE(manager.open(dir.odFile("LATER")));
 }
 
 TEST(LibraryManager, ReactorReachesEveryLiveLibrary) {
@@ -53,10 +46,8 @@ TEST(LibraryManager, ReactorReachesEveryLiveLibrary) {
   EXPECT_EQ(a->reactor(), &reactor);
   manager.setReactor(nullptr);
   EXPECT_NE(a->reactor(), &reactor);
-  EXPECT_EQ(manager.reactor(), nullptr);
   auto b = manager.create(dir.odFile("b"), LibraryUnit::Inch);
   EXPECT_EQ(b->reactor(), a->reactor());
-  EXPECT_EQ(&LibraryManager::instance(), &LibraryManager::instance());
 }
 
 }  // namespace

@@ -20,46 +20,28 @@ namespace tarnlib {
 namespace {
 
 using testing::catalogueText;
+using testing::names;
 using testing::RawDb;
 using testing::readBytes;
 using testing::RecordingReactor;
 using testing::StatementCounter;
-using testing::TempDir;
 using Mode = StringCriteria::Mode;
 
-// The names of loaded objects in their order, as UTF-8, separated by "|".
-template <class T>
-std::string names(const std::vector<TnSmartPtr<T>>& objects) {
-  std::string out;
-  for (const auto& o : objects) out += (out.empty() ? "" : "|") + o->name().toUtf8();
-  return out;
-}
-
-class ObjectAccessTest : public ::testing::Test {
+class ObjectAccessTest : public testing::LibraryTest {
  protected:
   void SetUp() override {
-    library = Library::create(dir.odFile("lib"), LibraryUnit::Millimeter);
-    ASSERT_TRUE(library);
+    LibraryTest::SetUp();
     library->setReactor(&reactor);
   }
   void TearDown() override { db::Connection::setBusyTimeoutForTesting(db::Connection::kBusyTimeoutMs); }
 
-  template <class T>
-  TnSmartPtr<T> store(const TnSmartPtr<T>& object) {
-    auto stored = library->save<T>(object);
-    EXPECT_TRUE(stored);
-    return stored;
-  }
   TnSmartPtr<BimAsset> bimAsset(const wchar_t* name, const TnSmartPtr<const Layer>& layer) {
     auto asset = BimAsset::create(name);
     asset->set_layer(layer);
     return asset;
   }
-  std::string text(bool everything = false) { return catalogueText(dir.file("lib"), everything); }
 
-  TempDir dir;
   RecordingReactor reactor;
-  std::shared_ptr<Library> library;
 };
 
 // ---- Retrieval
@@ -138,9 +120,9 @@ TEST_F(ObjectAccessTest, StringCriteriaModes) {
       {StringCriteria(OdString(), Mode::equals), "Alpha|alpha beta||50% off|5_0|\u00c4rger|\u00e4rger"},
       {StringCriteria(OdString(), Mode::unset), "Alpha|alpha beta||50% off|5_0|\u00c4rger|\u00e4rger"},
       {StringCriteria().empty(), ""},
-      {StringCriteria().unset(), nullptr},  // names are never NULL
+      {StringCriteria().unset(), "(none)"},  // names are never NULL
       {StringCriteria(L"alpha beta", Mode::equals), "alpha beta"},
-      {StringCriteria().equals(L"ALPHA BETA"), nullptr},  // "=" is case-sensitive
+      {StringCriteria().equals(L"ALPHA BETA"), "(none)"},  // "=" is case-sensitive
       {StringCriteria().contains(L"LPHA"), "Alpha|alpha beta"},
       {StringCriteria().startsWith(L"al"), "Alpha|alpha beta"},
       {StringCriteria().endsWith(L"BETA"), "alpha beta"},
@@ -156,16 +138,10 @@ TEST_F(ObjectAccessTest, StringCriteriaModes) {
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::Message() << "mode " << static_cast<int>(c.criteria.mode()) << " '"
                                       << c.criteria.str().toUtf8() << "'");
-    NameCriteria criteria{c.criteria};
     std::vector<TnSmartPtr<Tag>> found;
-    library->get<Tag>(found, criteria);
-    if (c.expected) {
-      EXPECT_EQ(names(found), c.expected);
-      EXPECT_FALSE(found.empty());
-    } else {
-      EXPECT_TRUE(found.empty());
-    }
-    EXPECT_EQ(library->count<Tag>(criteria), found.size());
+    library->get<Tag>(found, NameCriteria{c.criteria});
+    EXPECT_EQ(found.empty() ? "(none)" : names(found), c.expected);
+    EXPECT_EQ(library->count<Tag>(NameCriteria{c.criteria}), found.size());
   }
   EXPECT_FALSE(StringCriteria(OdString(), Mode::empty));
   EXPECT_TRUE(StringCriteria().empty());
@@ -223,14 +199,11 @@ TEST_F(ObjectAccessTest, AwkwardNamesAreStoredAndFoundExactly) {
     EXPECT_TRUE(library->exists<Layer>(NameKey(name)));
     EXPECT_EQ(library->count<Layer>(NameCriteria{StringCriteria().equals(name)}), 1u);
   }
-  // Characters beyond U+FFFF are one character in memory and four UTF-8 bytes
-  // in the file.
-  EXPECT_EQ(OdString(L"\U0001F9F1").getLength(), 1);
-  EXPECT_EQ(RawDb(dir.file("lib")).value("SELECT hex(name) FROM tarnlib_Layer WHERE name LIKE '%brick%'"),
+  // Characters beyond U+FFFF are four UTF-8 bytes in the file.
+  EXPECT_EQ(raw().value("SELECT hex(name) FROM tarnlib_Layer WHERE name LIKE '%brick%'"),
             "F09FA7B120627269636B20F0908D88");
-  std::vector<TnSmartPtr<Layer>> out;
-  library->get<Layer>(out, NameCriteria{StringCriteria().contains(L"\U0001F9F1")});
-  EXPECT_EQ(names(out), "\U0001F9F1 brick \U00010348");
+  EXPECT_EQ(loaded<Layer>(NameCriteria{StringCriteria().contains(L"\U0001F9F1")}),
+            "\U0001F9F1 brick \U00010348");
 }
 
 TEST_F(ObjectAccessTest, LoadingIsBatchedAndSharesReferencedObjects) {
@@ -294,7 +267,6 @@ TEST_F(ObjectAccessTest, SaveFormsStoreNewObjectsThemselves) {
   TnSmartPtr<Tag> b = Tag::create(L"b");
   TnSmartPtr<const Tag> c = Tag::create(L"c");
   TnSmartPtr<const Tag> d = Tag::create(L"d");
-  EXPECT_TRUE(a->isDirty());
   EXPECT_EQ(library->save<Tag>(a).get(), a.get());
   EXPECT_EQ(library->save<Tag>(b, mapping).get(), b.get());
   EXPECT_EQ(library->save<Tag>(c).get(), c.get());
@@ -307,6 +279,16 @@ TEST_F(ObjectAccessTest, SaveFormsStoreNewObjectsThemselves) {
   EXPECT_EQ((std::vector<std::uint32_t>{a->id(), b->id(), c->id(), d->id()}),
             (std::vector<std::uint32_t>{1, 2, 3, 4}));
   EXPECT_EQ(text(), "tarnlib_Tag: 1|a; 2|b; 3|c; 4|d\n");
+
+  // Inside the caller's transaction each save is heard and delivered at once.
+  reactor.clear();
+  {
+    Transaction tx(library, Transaction::kBeginCurrent);
+    store(Tag::create(L"x"));
+    store(Tag::create(L"y"));
+    tx.commit();
+  }
+  EXPECT_EQ(reactor.events, "begin saved(1:5) committed(1:5) saved(1:6) committed(1:6) end0");
 }
 
 TEST_F(ObjectAccessTest, DirtyObjectIsUpdatedAndCleanOneWritesNothing) {
@@ -342,6 +324,8 @@ TEST_F(ObjectAccessTest, DirtyObjectIsUpdatedAndCleanOneWritesNothing) {
             "tarnlib_Layer: 1|New\n");
 }
 
+// Also what the reactor hears of a save outside a transaction: each object
+// inside, then all of them committed.
 TEST_F(ObjectAccessTest, ObjectOfAnotherLibraryIsClonedOncePerMapping) {
   store(Layer::create(L"here first"));  // so that ids differ between the libraries
   auto other = Library::create(dir.odFile("other"), LibraryUnit::Millimeter);
@@ -387,23 +371,6 @@ TEST_F(ObjectAccessTest, ObjectOfAnotherLibraryIsClonedOncePerMapping) {
             "tarnlib_Asset: 1|tarnlib::BimAsset\n"
             "tarnlib_BimAsset: 1|Brick||2|NULL|0|0|0|1\n"
             "tarnlib_Layer: 1|here first; 2|cut\n");
-}
-
-TEST_F(ObjectAccessTest, ReactorHearsSavesInsideTransactionAndCommitsAtEnd) {
-  auto layer = Layer::create(L"cut");
-  store(bimAsset(L"a", layer));
-  store(Layer::create(L"cut"));  // a duplicate, bound to the stored row
-  EXPECT_EQ(reactor.events, "begin saved(7:1) saved(14:1) committed(7:1,14:1) end0 begin end0");
-
-  // Inside the caller's transaction each save delivers its own at once.
-  reactor.clear();
-  {
-    Transaction tx(library, Transaction::kBeginCurrent);
-    store(Tag::create(L"x"));
-    store(Tag::create(L"y"));
-    tx.commit();
-  }
-  EXPECT_EQ(reactor.events, "begin saved(1:1) committed(1:1) saved(1:2) committed(1:2) end0");
 }
 
 TEST_F(ObjectAccessTest, FailedSaveLeavesNothingBehind) {
@@ -496,8 +463,12 @@ TEST_F(ObjectAccessTest, FailedSaveInCallerTransactionUndoesOnlyItself) {
   EXPECT_TRUE(stored->isDirty());
 }
 
+// Every write form, through objects, removal or the metadata: refused, the
+// objects as they were, the file byte for byte.
 TEST_F(ObjectAccessTest, ReadOnlyLibraryRefusesWritesAndKeepsTheFile) {
   store(bimAsset(L"a", Layer::create(L"cut")));
+  store(Layer::create(L"free"));
+  store(Tag::create(L"t"));
   library.reset();
   const std::string bytes = readBytes(dir.file("lib"));
   auto readOnly = Library::open(dir.odFile("lib"), true);
@@ -509,15 +480,25 @@ TEST_F(ObjectAccessTest, ReadOnlyLibraryRefusesWritesAndKeepsTheFile) {
   layer->set_name(L"renamed");
   EXPECT_THROW(readOnly->save<Layer>(layer), LibraryReadOnly);
   EXPECT_TRUE(layer->isDirty());
-  auto asset = BimAsset::create(L"b");
-  asset->set_layer(Layer::create(L"new layer"));
+  auto asset = bimAsset(L"b", Layer::create(L"new layer"));
   EXPECT_THROW(readOnly->save<BimAsset>(asset), LibraryReadOnly);
   EXPECT_EQ(asset->layer()->id(), 0u);
+
+  EXPECT_THROW(readOnly->remove<Layer>(2u), LibraryReadOnly);
+  EXPECT_EQ(readOnly->remove<Layer>(99u), Library::RemoveResult::kNotFound);  // nothing to write
+  Library::RemoveResults results;
+  EXPECT_THROW(readOnly->remove<Tag>({1, 2}, results), LibraryReadOnly);
+  EXPECT_THROW(readOnly->purge<Tag>(), LibraryReadOnly);
+  EXPECT_THROW(readOnly->purge(), LibraryReadOnly);
+
+  EXPECT_THROW(readOnly->locale(L"fr"), LibraryReadOnly);
+  EXPECT_TRUE(readOnly->locale().isEmpty());
+  EXPECT_FALSE(readOnly->vacuum());
   readOnly.reset();
   EXPECT_EQ(readBytes(dir.file("lib")), bytes);
 }
 
-TEST_F(ObjectAccessTest, LockedDatabaseExhaustsRetries) {
+TEST_F(ObjectAccessTest, LockedDatabaseExhaustsRetriesAndChangesNothing) {
   store(Tag::create(L"t"));
   db::Connection::setBusyTimeoutForTesting(0);
   library.reset();
@@ -533,11 +514,14 @@ TEST_F(ObjectAccessTest, LockedDatabaseExhaustsRetries) {
   EXPECT_THROW(library->count<Tag>(), RetryLimitExceeded);
   EXPECT_THROW(library->save<Tag>(Tag::create(L"u")), RetryLimitExceeded);
   EXPECT_THROW(library->remove<Tag>(1u), RetryLimitExceeded);
+  EXPECT_THROW(library->locale(L"blocked"), RetryLimitExceeded);
   blocker.exec("ROLLBACK");
 
   EXPECT_EQ(text(true), before);
   EXPECT_TRUE(library->save<Tag>(Tag::create(L"u")));
+  library->locale(L"free again");
   EXPECT_EQ(library->count<Tag>(), 2u);
+  EXPECT_EQ(raw().value("SELECT locale FROM tarnlib_Meta"), "free again");
 }
 
 }  // namespace

@@ -31,6 +31,17 @@ OdRxClass* Painter::cls = nullptr;
 
 OdRxObjectPtr makeShape() { return OdRxObjectImpl<Shape>::createObject(); }
 
+// Runs `call`, which must throw an OdError of `code`.
+template <class Call>
+void expectOdError(OdResult code, Call call) {
+  try {
+    call();
+    ADD_FAILURE() << "no OdError " << code;
+  } catch (const OdError& e) {
+    EXPECT_EQ(e.code(), code);
+  }
+}
+
 class RuntimeClasses : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -47,7 +58,7 @@ class RuntimeClasses : public ::testing::Test {
   OdRxClass* circle_ = nullptr;
 };
 
-TEST_F(RuntimeClasses, RegistryFindsByNameUntilDeleted) {
+TEST_F(RuntimeClasses, RegistryFindsByNameUntilDeletedAndKeepsFirstAndRoot) {
   EXPECT_EQ(odrxFindClass(L"TestShape"), Shape::cls);
   EXPECT_EQ(odrxFindClass(L"OdRxObject"), OdRxObject::desc());
   EXPECT_EQ(Shape::cls->name(), L"TestShape");
@@ -58,39 +69,42 @@ TEST_F(RuntimeClasses, RegistryFindsByNameUntilDeleted) {
   EXPECT_EQ(odrxFindClass(L"TestTemporary"), nullptr);
   // The name is free again.
   deleteOdRxClass(newOdRxClass(L"TestTemporary", OdRxObject::desc()));
-}
 
-TEST_F(RuntimeClasses, DuplicateNameIsRefusedAndKeepsTheFirst) {
-  try {
-    newOdRxClass(L"TestShape", OdRxObject::desc());
-    FAIL() << "duplicate class registered";
-  } catch (const OdError& e) {
-    EXPECT_EQ(e.code(), eDuplicateKey);
-  }
+  expectOdError(eDuplicateKey, [] { newOdRxClass(L"TestShape", OdRxObject::desc()); });
   EXPECT_EQ(odrxFindClass(L"TestShape"), Shape::cls);
-}
-
-TEST_F(RuntimeClasses, RootCannotBeDeleted) {
   deleteOdRxClass(OdRxObject::desc());
   EXPECT_EQ(odrxFindClass(L"OdRxObject"), OdRxObject::desc());
   deleteOdRxClass(nullptr);
 }
 
-TEST_F(RuntimeClasses, DerivationFollowsParentChain) {
+TEST_F(RuntimeClasses, DerivationCreationAndCastsFollowTheClass) {
   EXPECT_TRUE(circle_->isDerivedFrom(circle_));
   EXPECT_TRUE(circle_->isDerivedFrom(Shape::cls));
   EXPECT_TRUE(circle_->isDerivedFrom(OdRxObject::desc()));
   EXPECT_FALSE(Shape::cls->isDerivedFrom(circle_));
   EXPECT_FALSE(circle_->isDerivedFrom(Painter::cls));
   EXPECT_FALSE(circle_->isDerivedFrom(nullptr));
-}
 
-TEST_F(RuntimeClasses, CreateUsesPseudoConstructor) {
+  EXPECT_TRUE(Painter::cls->create().isNull());  // no pseudo-constructor
   OdRxObjectPtr shape = Shape::cls->create();
   ASSERT_FALSE(shape.isNull());
   EXPECT_EQ(shape->isA(), Shape::cls);
   EXPECT_EQ(shape->numRefs(), 1);
-  EXPECT_TRUE(Painter::cls->create().isNull());
+  EXPECT_TRUE(shape->isKindOf(OdRxObject::desc()));
+  EXPECT_FALSE(shape->isKindOf(Painter::cls));
+
+  OdSmartPtr<Shape> asShape = OdSmartPtr<Shape>::cast(shape.get());
+  EXPECT_EQ(asShape.get(), shape.get());
+  EXPECT_TRUE(OdSmartPtr<Painter>::cast(shape.get()).isNull());
+  EXPECT_TRUE(OdSmartPtr<Shape>::cast(nullptr).isNull());
+  EXPECT_EQ(shape->numRefs(), 2);
+  asShape.release();
+  EXPECT_EQ(shape->numRefs(), 1);
+
+  // The default clone needs copyFrom.
+  expectOdError(eNotImplemented, [&] { shape->clone(); });
+  EXPECT_TRUE(shape->isEqualTo(shape.get()));
+  EXPECT_EQ(shape->comparedTo(shape.get()), OdRx::kNotOrderable);
 }
 
 TEST_F(RuntimeClasses, ExtensionsAreInheritedAndReplaceable) {
@@ -129,38 +143,7 @@ TEST_F(RuntimeClasses, QueryXFindsSelfExtensionOrNothing) {
 
   Shape::cls->delX(Painter::cls);
   EXPECT_EQ(shape->queryX(Painter::cls), nullptr);
-  try {
-    shape->x(Painter::cls);
-    FAIL() << "x() returned without an extension";
-  } catch (const OdError& e) {
-    EXPECT_EQ(e.code(), eNotThatKindOfClass);
-  }
-}
-
-TEST_F(RuntimeClasses, SmartPointerCastChecksClass) {
-  OdRxObjectPtr shape = Shape::cls->create();
-  OdSmartPtr<Shape> asShape = OdSmartPtr<Shape>::cast(shape.get());
-  EXPECT_EQ(asShape.get(), shape.get());
-  EXPECT_EQ(shape->numRefs(), 2);
-  EXPECT_TRUE(OdSmartPtr<Painter>::cast(shape.get()).isNull());
-  EXPECT_TRUE(OdSmartPtr<Shape>::cast(nullptr).isNull());
-  EXPECT_EQ(shape->numRefs(), 2);
-  asShape.release();
-  EXPECT_EQ(shape->numRefs(), 1);
-  EXPECT_TRUE(shape->isKindOf(OdRxObject::desc()));
-  EXPECT_FALSE(shape->isKindOf(Painter::cls));
-}
-
-TEST_F(RuntimeClasses, DefaultCloneNeedsCopyFrom) {
-  OdRxObjectPtr shape = Shape::cls->create();
-  try {
-    shape->clone();
-    FAIL() << "clone without copyFrom";
-  } catch (const OdError& e) {
-    EXPECT_EQ(e.code(), eNotImplemented);
-  }
-  EXPECT_TRUE(shape->isEqualTo(shape.get()));
-  EXPECT_EQ(shape->comparedTo(shape.get()), OdRx::kNotOrderable);
+  expectOdError(eNotThatKindOfClass, [&] { shape->x(Painter::cls); });
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Removal and purge: the result codes of single, set and mixed-key removal,
 // what the database's references keep, cascades, the reactor's say, purge of
-// one type, of some and of all, and what a refused removal leaves.
+// one type, of some and of all, and what a refused removal leaves. A read-only
+// library is in object_access_test.
 #include <gtest/gtest.h>
 
 #include "support/catalogue.h"
@@ -16,11 +17,8 @@
 namespace tarnlib {
 namespace {
 
-using testing::catalogueText;
 using testing::RawDb;
-using testing::readBytes;
 using testing::RecordingReactor;
-using testing::TempDir;
 using Result = Library::RemoveResult;
 
 // "type:id=code" for every entry, in key order.
@@ -35,11 +33,10 @@ std::string described(const Library::RemoveResults& results) {
 // A catalogue of: layers 1 "cut" (used by asset 1), 2 "free", 3 "elev" (used
 // by asset 2 in elevation); BIM assets 1 "wall" and 2 "slab" with
 // thicknesses; physical asset 3 "steel"; tags 1 "a" and 2 "b".
-class RemovalTest : public ::testing::Test {
+class RemovalTest : public testing::LibraryTest {
  protected:
   void SetUp() override {
-    library = Library::create(dir.odFile("lib"), LibraryUnit::Millimeter);
-    ASSERT_TRUE(library);
+    LibraryTest::SetUp();
     cut = store(Layer::create(L"cut"));
     spare = store(Layer::create(L"free"));
     elevation = store(Layer::create(L"elev"));
@@ -56,27 +53,23 @@ class RemovalTest : public ::testing::Test {
     store(Tag::create(L"b"));
     library->setReactor(&reactor);
   }
-  template <class T>
-  TnSmartPtr<T> store(const TnSmartPtr<T>& object) {
-    auto stored = library->save<T>(object);
-    EXPECT_TRUE(stored);
-    return stored;
-  }
-  std::string text(bool everything = false) { return catalogueText(dir.file("lib"), everything); }
 
-  TempDir dir;
   RecordingReactor reactor;
-  std::shared_ptr<Library> library;
   TnSmartPtr<Layer> cut, spare, elevation;
   TnSmartPtr<BimAsset> wall, slab;
   TnSmartPtr<PhysicalAsset> steel;
 };
 
-TEST_F(RemovalTest, SingleRemovalReportsRemovedReferencedOrMissing) {
+TEST_F(RemovalTest, SingleRemovalAsksTheReactorAndReportsRemovedReferencedOrMissing) {
+  EXPECT_EQ(library->remove<Layer>(spare), Result::kRemoved);
   EXPECT_EQ(library->remove<Layer>(cut->id()), Result::kReferenced);
+  reactor.veto = true;
+  EXPECT_EQ(library->remove<Tag>(1u), Result::kVetoed);
+  reactor.veto = false;
+  EXPECT_EQ(reactor.events, "begin before(7:2) after(7:2) end0 begin before(7:1) end0 begin before(1:1) end0");
+
   EXPECT_EQ(library->remove<Layer>(elevation), Result::kReferenced);
   EXPECT_EQ(library->remove<PhysicalAsset>(wall->id()), Result::kNotFound);  // another kind
-  EXPECT_EQ(library->remove<Layer>(spare), Result::kRemoved);
   EXPECT_EQ(library->remove<Layer>(spare), Result::kNotFound);
   EXPECT_EQ(library->remove<Tag>(99u), Result::kNotFound);
 
@@ -85,7 +78,6 @@ TEST_F(RemovalTest, SingleRemovalReportsRemovedReferencedOrMissing) {
   auto stranger = Tag::create(L"a");
   other->save<Tag>(stranger);
   EXPECT_EQ(library->remove<Tag>(stranger), Result::kNotFound);
-  EXPECT_TRUE(library->exists<Tag>(NameKey(L"a")));
 
   // The derived row and the container rows go with the root row.
   EXPECT_EQ(library->remove<Asset>(wall->id()), Result::kRemoved);
@@ -97,18 +89,6 @@ TEST_F(RemovalTest, SingleRemovalReportsRemovedReferencedOrMissing) {
             "tarnlib_Layer: 3|elev\n"
             "tarnlib_PhysicalAsset: 3|steel||NULL|NULL|NULL\n"
             "tarnlib_Tag: 1|a; 2|b\n");
-}
-
-TEST_F(RemovalTest, ReactorIsAskedBeforeAndToldAfterSingleRemoval) {
-  EXPECT_EQ(library->remove<Layer>(spare), Result::kRemoved);
-  EXPECT_EQ(library->remove<Layer>(cut), Result::kReferenced);
-  EXPECT_EQ(reactor.events, "begin before(7:2) after(7:2) end0 begin before(7:1) end0");
-
-  reactor.clear();
-  reactor.veto = true;
-  EXPECT_EQ(library->remove<Tag>(1u), Result::kVetoed);
-  EXPECT_EQ(reactor.events, "begin before(1:1) end0");
-  EXPECT_TRUE(library->get<Tag>(1));
 }
 
 TEST_F(RemovalTest, SetAndMixedKeyRemovalReportEachObject) {
@@ -154,23 +134,23 @@ TEST_F(RemovalTest, PurgeOfSomeTypesKeepsReferencedObjects) {
 TEST_F(RemovalTest, PurgeOfAllRemovesChainsAndCompactsTheFile) {
   // Free pages, from a bulk of rows written and deleted behind the library.
   auto leaveFreePages = [&] {
-    RawDb raw(dir.file("lib"));
-    raw.exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500) "
+    RawDb db = raw();
+    db.exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500) "
              "INSERT INTO tarnlib_Layer(name) SELECT printf('%0200d', i) FROM n");
-    raw.exec("DELETE FROM tarnlib_Layer WHERE length(name) = 200");
-    EXPECT_NE(raw.value("PRAGMA freelist_count"), "0");
+    db.exec("DELETE FROM tarnlib_Layer WHERE length(name) = 200");
+    EXPECT_NE(db.value("PRAGMA freelist_count"), "0");
   };
   leaveFreePages();
   Library::RemoveResults results;
   library->purge(results);
   EXPECT_EQ(described(results), "1:1=0 1:2=0 7:1=0 7:2=0 7:3=0 11:3=0 14:1=0 14:2=0");
   EXPECT_EQ(text(), "");
-  EXPECT_EQ(RawDb(dir.file("lib")).value("PRAGMA freelist_count"), "0");
+  EXPECT_EQ(raw().value("PRAGMA freelist_count"), "0");
 
   // Also when there is nothing to remove.
   leaveFreePages();
   library->purge<Layer>();
-  EXPECT_EQ(RawDb(dir.file("lib")).value("PRAGMA freelist_count"), "0");
+  EXPECT_EQ(raw().value("PRAGMA freelist_count"), "0");
 }
 
 TEST_F(RemovalTest, RemovalInCallerTransactionIsUndoneWithIt) {
@@ -183,22 +163,6 @@ TEST_F(RemovalTest, RemovalInCallerTransactionIsUndoneWithIt) {
     tx.rollback();
   }
   EXPECT_EQ(text(true), before);
-}
-
-TEST_F(RemovalTest, ReadOnlyLibraryRefusesRemovalAndKeepsTheFile) {
-  reactor.clear();
-  library.reset();
-  const std::string bytes = readBytes(dir.file("lib"));
-  auto readOnly = Library::open(dir.odFile("lib"), true);
-  ASSERT_TRUE(readOnly);
-  EXPECT_THROW(readOnly->remove<Layer>(2u), LibraryReadOnly);
-  EXPECT_EQ(readOnly->remove<Layer>(99u), Result::kNotFound);  // nothing to write
-  Library::RemoveResults results;
-  EXPECT_THROW(readOnly->remove<Tag>({1, 2}, results), LibraryReadOnly);
-  EXPECT_THROW(readOnly->purge<Tag>(), LibraryReadOnly);
-  EXPECT_THROW(readOnly->purge(), LibraryReadOnly);
-  readOnly.reset();
-  EXPECT_EQ(readBytes(dir.file("lib")), bytes);
 }
 
 }  // namespace

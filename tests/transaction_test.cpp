@@ -1,12 +1,12 @@
 // Transactions: the per-thread current transaction, reactor notification, the
-// transaction scope's joining, parking and retry rules, savepoints.
+// transaction scope's joining, parking and retry rules, savepoints. A locked
+// file is in object_access_test.
 #include <gtest/gtest.h>
 
 #include "core/savepoint.h"
 #include "core/transaction_impl.h"
 #include "db/connection.h"
-#include "support/sql.h"
-#include "support/temp_dir.h"
+#include "support/catalogue.h"
 #include "tarnlib/exceptions.h"
 #include "tarnlib/library.h"
 #include "tarnlib/transaction.h"
@@ -15,32 +15,16 @@ namespace tarnlib {
 namespace {
 
 using testing::RawDb;
-using testing::TempDir;
-using End = Library::Reactor::End;
 
-class RecordingReactor : public Library::Reactor {
- public:
-  void transactionBegun(const Library&) override { events += "begin;"; }
-  void transactionEnded(const Library&, End reason) override {
-    events += "end" + std::to_string(static_cast<int>(reason)) + ";";
-  }
-  std::string events;
-};
-
-class TransactionTest : public ::testing::Test {
+class TransactionTest : public testing::LibraryTest {
  protected:
   void SetUp() override {
-    library = Library::create(dir.odFile("lib"), LibraryUnit::Millimeter);
-    ASSERT_TRUE(library);
+    LibraryTest::SetUp();
     library->setReactor(&reactor);
   }
-  void TearDown() override { db::Connection::setBusyTimeoutForTesting(db::Connection::kBusyTimeoutMs); }
+  std::string storedLocale() { return raw().value("SELECT locale FROM tarnlib_Meta"); }
 
-  std::string storedLocale() { return RawDb(dir.file("lib")).value("SELECT locale FROM tarnlib_Meta"); }
-
-  TempDir dir;
-  std::shared_ptr<Library> library;
-  RecordingReactor reactor;
+  testing::RecordingReactor reactor;
 };
 
 TEST_F(TransactionTest, SecondCurrentTransactionOnThreadIsRefused) {
@@ -48,39 +32,27 @@ TEST_F(TransactionTest, SecondCurrentTransactionOnThreadIsRefused) {
   EXPECT_TRUE(Transaction::hasCurrent());
   EXPECT_EQ(&Transaction::current(), &first);
   EXPECT_THROW(Transaction(library, Transaction::kBeginCurrent), AlreadyInTransaction);
-  try {
-    Transaction second(library, Transaction::kBeginCurrent);
-  } catch (const DatabaseError& e) {  // AlreadyInTransaction is a DatabaseError
-    EXPECT_STREQ(e.what(), L"Transaction already in progress in this thread");
-  }
   first.rollback();
   EXPECT_FALSE(Transaction::hasCurrent());
 }
 
-TEST_F(TransactionTest, CallerTransactionGroupsOperationsUntilCommit) {
+TEST_F(TransactionTest, CommitGroupsWritesAbandonRollsBackResetBeginsAgain) {
   {
     Transaction tx(library, Transaction::kBeginCurrent);
     library->locale(L"it");
     library->region(L"IT");
-    EXPECT_EQ(reactor.events, "begin;");
+    EXPECT_EQ(reactor.events, "begin");
     tx.commit();
     EXPECT_TRUE(tx.finalized());
   }
-  EXPECT_EQ(reactor.events, "begin;end0;");
   EXPECT_EQ(storedLocale(), "it");
-}
-
-TEST_F(TransactionTest, AbandonedTransactionRollsBackAndNotifiesOnce) {
   {
-    Transaction tx(library, Transaction::kBeginCurrent);
+    Transaction abandoned(library, Transaction::kBeginCurrent);
     library->locale(L"pl");
   }
-  EXPECT_EQ(reactor.events, "begin;end2;");
   EXPECT_FALSE(Transaction::hasCurrent());
-  EXPECT_EQ(storedLocale(), "");
-}
+  EXPECT_EQ(storedLocale(), "it");
 
-TEST_F(TransactionTest, ResetBeginsAgainAfterRollback) {
   Transaction tx(library, Transaction::kBeginCurrent);
   tx.rollback();
   EXPECT_TRUE(tx.finalized());
@@ -88,7 +60,7 @@ TEST_F(TransactionTest, ResetBeginsAgainAfterRollback) {
   EXPECT_FALSE(tx.finalized());
   library->locale(L"nl");
   tx.commit();
-  EXPECT_EQ(reactor.events, "begin;end1;begin;end0;");
+  EXPECT_EQ(reactor.events, "begin end0 begin end2 begin end1 begin end0");
   EXPECT_EQ(storedLocale(), "nl");
 }
 
@@ -101,7 +73,7 @@ TEST_F(TransactionTest, OperationOnOtherLibraryParksCurrentTransaction) {
   EXPECT_EQ(RawDb(dir.file("other")).value("SELECT locale FROM tarnlib_Meta"), "committed on its own");
 }
 
-TEST_F(TransactionTest, RecoverableErrorIsRetriedSevenTimesAtMost) {
+TEST_F(TransactionTest, RecoverableErrorIsRetriedSevenTimesAtMostOutsideCallerTransaction) {
   int attempts = 0;
   auto failFirst = [&](int failures) {
     attempts = 0;
@@ -113,36 +85,10 @@ TEST_F(TransactionTest, RecoverableErrorIsRetriedSevenTimesAtMost) {
   EXPECT_EQ(failFirst(6), 7);
   EXPECT_THROW(failFirst(7), RetryLimitExceeded);
   EXPECT_EQ(attempts, 7);
-}
 
-TEST_F(TransactionTest, RecoverableErrorInsideCallerTransactionIsNotRetried) {
   Transaction tx(library, Transaction::kBeginCurrent);
-  int attempts = 0;
-  EXPECT_THROW(inTransaction(*library, Access::Read,
-                             [&](Transaction::Impl&) {
-                               ++attempts;
-                               throw db::Error(db::Condition::Recoverable, 5, 5, "busy");
-                             }),
-               UnnamedRecoverable);
+  EXPECT_THROW(failFirst(1), UnnamedRecoverable);
   EXPECT_EQ(attempts, 1);
-}
-
-TEST_F(TransactionTest, LockedDatabaseExhaustsRetriesAndChangesNothing) {
-  db::Connection::setBusyTimeoutForTesting(0);
-  library.reset();
-  library = Library::open(dir.odFile("lib"));
-  RawDb blocker(dir.file("lib"));
-  blocker.exec("BEGIN EXCLUSIVE");
-  try {
-    library->locale(L"blocked");
-    FAIL() << "expected RetryLimitExceeded";
-  } catch (const RetryLimitExceeded& e) {
-    EXPECT_STREQ(e.what(), L"To many retry attempts");
-  }
-  blocker.exec("ROLLBACK");
-  EXPECT_EQ(storedLocale(), "");
-  library->locale(L"free again");
-  EXPECT_EQ(storedLocale(), "free again");
 }
 
 TEST_F(TransactionTest, SavepointUndoesOnlyItsPart) {
@@ -152,8 +98,7 @@ TEST_F(TransactionTest, SavepointUndoesOnlyItsPart) {
     tx.connection().exec("INSERT INTO tarnlib_Tag(name) VALUES ('undone')");
     savepoint.rollback();
   });
-  EXPECT_EQ(RawDb(dir.file("lib")).rows("SELECT name FROM tarnlib_Tag"),
-            std::vector<std::string>{"kept"});
+  EXPECT_EQ(raw().rows("SELECT name FROM tarnlib_Tag"), std::vector<std::string>{"kept"});
 }
 
 TEST_F(TransactionTest, DanglingDeferredReferenceFailsCommitAsObjectInUse) {
@@ -164,7 +109,7 @@ TEST_F(TransactionTest, DanglingDeferredReferenceFailsCommitAsObjectInUse) {
   });
   EXPECT_THROW(tx.commit(), ObjectInUse);
   EXPECT_TRUE(tx.finalized());
-  EXPECT_EQ(RawDb(dir.file("lib")).value("SELECT count(*) FROM tarnlib_Composition"), "0");
+  EXPECT_EQ(raw().value("SELECT count(*) FROM tarnlib_Composition"), "0");
 }
 
 }  // namespace

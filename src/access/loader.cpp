@@ -20,6 +20,12 @@ std::string qualified(const db::Table& table, const std::string& column) {
   return db::quote(table.name()) + '.' + db::quote(column);
 }
 
+// Id lists up to this long join the list instead of testing membership in it:
+// an IN list costs SQLite a temporary b-tree on every run, which outweighs the
+// few lookups of a loaded object's class, tags or properties. Longer lists keep
+// IN, which reads the rows in id order without sorting them.
+constexpr std::size_t kShortIdList = 16;
+
 // One query in the forms a selection asks for: every row, one id, a list of
 // ids, or a condition of the caller's put between `head` and `tail`.
 struct SelectSql {
@@ -27,12 +33,15 @@ struct SelectSql {
   std::string tail;  // after it (ORDER BY)
   std::string all;
   std::string one;
+  std::string few;   // joins the list: its ids must not repeat
   std::string many;
 
   SelectSql(std::string h, const std::string& idColumn, std::string t)
       : head(std::move(h)), tail(std::move(t)) {
     all = head + tail;
     one = head + " WHERE " + idColumn + " = ?" + tail;
+    few = head + " JOIN json_each(?) AS \"tarnlib_ids\" ON " + idColumn + " = \"tarnlib_ids\".\"value\"" +
+          tail;
     many = head + " WHERE " + idColumn + " IN (SELECT value FROM json_each(?))" + tail;
   }
 
@@ -42,7 +51,7 @@ struct SelectSql {
       case Selection::Kind::All:
         return all;
       case Selection::Kind::Ids:
-        return selection.ids.size() == 1 ? one : many;
+        return ids(selection.ids.size());
       case Selection::Kind::Where:
         break;
     }
@@ -50,8 +59,23 @@ struct SelectSql {
     return scratch;
   }
   // The same over an id list of `count` entries, never a condition.
-  const std::string& ids(std::size_t count) const { return count == 1 ? one : many; }
+  const std::string& ids(std::size_t count) const {
+    return count == 1 ? one : count != 0 && count <= kShortIdList ? few : many;
+  }
 };
+
+// Binds an id list of more than one entry as the form ids() picks expects it.
+void bindIds(db::Statement& stmt, const std::vector<std::uint32_t>& ids) {
+  if (ids.size() > kShortIdList || (std::is_sorted(ids.begin(), ids.end()) &&
+                                    std::adjacent_find(ids.begin(), ids.end()) == ids.end())) {
+    stmt.bind(0, idArray(ids));
+    return;
+  }
+  std::vector<std::uint32_t> unique = ids;
+  std::sort(unique.begin(), unique.end());
+  unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
+  stmt.bind(0, idArray(unique));
+}
 
 // The statement texts that loading one class runs. They depend on the mapping
 // alone, so they are built on first use and kept: loading one object by id then
@@ -105,7 +129,7 @@ void bindSelection(db::Statement& stmt, const Selection& selection) {
       break;
     case Selection::Kind::Ids:
       if (selection.ids.size() == 1) stmt.bind(0, selection.ids.front());
-      else stmt.bind(0, idArray(selection.ids));
+      else bindIds(stmt, selection.ids);
       break;
     case Selection::Kind::Where:
       for (std::size_t i = 0; i < selection.values.size(); ++i)
@@ -216,7 +240,7 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
     auto stmt = connection_.prepare(everyRow ? select.all : select.ids(freshIds.size()));
     if (!everyRow) {
       if (freshIds.size() == 1) stmt->bind(0, freshIds.front());
-      else stmt->bind(0, idArray(freshIds));
+      else bindIds(*stmt, freshIds);
     }
     Object* owner = nullptr;
     std::uint32_t ownerId = 0;

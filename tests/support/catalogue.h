@@ -1,9 +1,11 @@
 // Helpers for tests of object access: the whole content of a catalogue file as
-// one canonical text, a reactor that writes down what it is told, and a counter
-// of the SQL statements a library runs inside the caller's transaction.
+// one canonical text, a fixture with a new library, a reactor that writes down
+// what it is told, and a counter of the SQL statements a library runs inside
+// the caller's transaction.
 #ifndef TARNLIB_TESTS_SUPPORT_CATALOGUE_H_
 #define TARNLIB_TESTS_SUPPORT_CATALOGUE_H_
 
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -12,6 +14,7 @@
 
 #include "core/transaction_impl.h"
 #include "sql.h"
+#include "temp_dir.h"
 #include "tarnlib/library.h"
 #include "tarnlib/transaction.h"
 
@@ -38,6 +41,47 @@ inline std::string catalogueText(const std::string& path, bool everything = fals
   }
   return text;
 }
+
+// The names of objects in their order, as UTF-8, separated by "|".
+template <class T>
+std::string names(const std::vector<TnSmartPtr<T>>& objects) {
+  std::string out;
+  for (const auto& o : objects) out += (out.empty() ? "" : "|") + o->name().toUtf8();
+  return out;
+}
+
+// A new millimetre library "lib" in a scratch folder.
+class LibraryTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    library = Library::create(dir.odFile("lib"), LibraryUnit::Millimeter);
+    ASSERT_TRUE(library);
+  }
+  template <class T>
+  TnSmartPtr<T> store(const TnSmartPtr<T>& object) {
+    auto stored = library->save<T>(object);
+    EXPECT_TRUE(stored);
+    return stored;
+  }
+  // The names of what the vector forms of get<T> load.
+  template <class T>
+  std::string loaded() {
+    std::vector<TnSmartPtr<T>> out;
+    library->get<T>(out);
+    return names(out);
+  }
+  template <class T>
+  std::string loaded(const typename ObjectTraits<T>::criteria_type& criteria) {
+    std::vector<TnSmartPtr<T>> out;
+    library->get<T>(out, criteria);
+    return names(out);
+  }
+  std::string text(bool everything = false) { return catalogueText(dir.file("lib"), everything); }
+  RawDb raw() { return RawDb(dir.file("lib")); }
+
+  TempDir dir;
+  std::shared_ptr<Library> library;
+};
 
 // Writes down every notification as a short token, in order:
 //   begin, end<reason>, saved(<type>:<id>), committed(<type>:<id>,...),

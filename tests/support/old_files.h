@@ -3,8 +3,11 @@
 #ifndef TARNLIB_TESTS_SUPPORT_OLD_FILES_H_
 #define TARNLIB_TESTS_SUPPORT_OLD_FILES_H_
 
+#include <gtest/gtest.h>
+
 #include <boost/uuid/detail/sha1.hpp>
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <string>
@@ -13,6 +16,7 @@
 #include "core/migration_internal.h"
 #include "core/schema.h"
 #include "sql.h"
+#include "tarnlib/library.h"
 
 namespace tarnlib::testing {
 
@@ -149,6 +153,20 @@ inline std::string schemaDifferences(const LogicalSchema& actual, const LogicalS
     if (have != want) out += name + "\nhas:\n" + have + "wants:\n" + want;
   }
   return out;
+}
+
+// Checks that the file at `path` is a current library: its version row, and
+// its tables as SQLite sees them against those of a library newly created at
+// `freshPath` (made on the first call).
+inline void expectCurrentSchema(const std::string& path, const std::string& freshPath) {
+  if (!std::filesystem::exists(freshPath)) {
+    ASSERT_TRUE(Library::create(OdString(freshPath), LibraryUnit::Millimeter));
+  }
+  RawDb db(path);
+  RawDb fresh(freshPath);
+  EXPECT_EQ(db.rows("SELECT name, version, migration, compatibility FROM schema_version"),
+            std::vector<std::string>{"tarnlib|1013|0|1000"});
+  EXPECT_EQ(schemaDifferences(logicalSchema(db), logicalSchema(fresh)), "");
 }
 
 // A 'bimlib' file at `version` (1000 to 1008) with no rows: the base tables and
