@@ -21,12 +21,17 @@
 #include <string>
 #include <vector>
 
+#include "paired_runs.h"
 #include "tarnlib/asset.h"
 #include "tarnlib/layer.h"
 #include "tarnlib/library.h"
 #include "tarnlib/transaction.h"
 
 namespace {
+
+using tarnlib::bench::median;
+using tarnlib::bench::paired;
+using tarnlib::bench::samples;
 
 namespace fs = std::filesystem;
 using tarnlib::BimAsset;
@@ -375,51 +380,6 @@ class GetByIdRaw {
 
 // ---- Runs ---------------------------------------------------------------------
 
-// Both sides of one operation run in turns within one benchmark, their order
-// alternating, so that a busy machine slows both alike; the medians make the
-// verdict.
-struct Samples {
-  std::vector<double> ours;
-  std::vector<double> raw;
-};
-
-std::map<std::string, Samples>& samples() {
-  static std::map<std::string, Samples> all;
-  return all;
-}
-
-double median(std::vector<double> v) {
-  std::sort(v.begin(), v.end());
-  return v.empty() ? 0 : v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
-}
-
-template <class Ours, class Raw>
-void paired(benchmark::State& state, const char* name, Ours&& ours, Raw&& raw) {
-  Samples& s = samples()[name];
-  bool oursFirst = false;
-  try {
-    for (auto _ : state) {
-      oursFirst = !oursFirst;
-      double o = 0;
-      double r = 0;
-      if (oursFirst) {
-        o = ours();
-        r = raw();
-      } else {
-        r = raw();
-        o = ours();
-      }
-      s.ours.push_back(o);
-      s.raw.push_back(r);
-      state.SetIterationTime(o);
-    }
-  } catch (const std::exception& e) {
-    state.SkipWithError(e.what());
-    return;
-  }
-  state.counters["raw_ms"] = median(s.raw) * 1e3;
-  state.counters["ratio"] = median(s.ours) / median(s.raw);
-}
 
 void BM_Save(benchmark::State& state) {
   const Files& f = files();

@@ -1,0 +1,65 @@
+// The timing harness the benchmark programs share: the library's operation and
+// its raw-SQLite baseline run in turns within one benchmark, and the medians of
+// both give the ratio printed in the report.
+#ifndef TARNLIB_BENCH_PAIRED_RUNS_H_
+#define TARNLIB_BENCH_PAIRED_RUNS_H_
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tarnlib::bench {
+
+// Both sides of one operation run in turns within one benchmark, their order
+// alternating, so that a busy machine slows both alike; the medians make the
+// verdict.
+struct Samples {
+  std::vector<double> ours;
+  std::vector<double> raw;
+};
+
+inline std::map<std::string, Samples>& samples() {
+  static std::map<std::string, Samples> all;
+  return all;
+}
+
+inline double median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v.empty() ? 0 : v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
+}
+
+template <class Ours, class Raw>
+void paired(benchmark::State& state, const char* name, Ours&& ours, Raw&& raw) {
+  Samples& s = samples()[name];
+  bool oursFirst = false;
+  try {
+    for (auto _ : state) {
+      oursFirst = !oursFirst;
+      double o = 0;
+      double r = 0;
+      if (oursFirst) {
+        o = ours();
+        r = raw();
+      } else {
+        r = raw();
+        o = ours();
+      }
+      s.ours.push_back(o);
+      s.raw.push_back(r);
+      state.SetIterationTime(o);
+    }
+  } catch (const std::exception& e) {
+    state.SkipWithError(e.what());
+    return;
+  }
+  state.counters["raw_ms"] = median(s.raw) * 1e3;
+  state.counters["ratio"] = median(s.ours) / median(s.raw);
+}
+
+}  // namespace tarnlib::bench
+
+#endif  // TARNLIB_BENCH_PAIRED_RUNS_H_
