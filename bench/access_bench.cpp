@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "paired_runs.h"
+#include "raw_sqlite.h"
 #include "tarnlib/asset.h"
 #include "tarnlib/layer.h"
 #include "tarnlib/library.h"
@@ -32,6 +33,8 @@ namespace {
 using tarnlib::bench::median;
 using tarnlib::bench::paired;
 using tarnlib::bench::samples;
+using tarnlib::bench::Sqlite;
+using tarnlib::bench::columnText;
 
 namespace fs = std::filesystem;
 using tarnlib::BimAsset;
@@ -47,48 +50,6 @@ int assetCount() {
 
 std::string assetName(int i) { return "Brick \xC3\xA4 " + std::to_string(i); }
 double thickness(int i, int k) { return 0.05 * (k + 1) + 1e-6 * i; }
-
-class Sqlite {
- public:
-  explicit Sqlite(const std::string& path) {
-    if (sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) fail("open");
-    exec("PRAGMA foreign_keys=ON");  // as every library connection has it
-  }
-  ~Sqlite() {
-    for (sqlite3_stmt* s : statements_) sqlite3_finalize(s);
-    sqlite3_close_v2(db_);
-  }
-  Sqlite(const Sqlite&) = delete;
-  Sqlite& operator=(const Sqlite&) = delete;
-
-  void exec(const char* sql) {
-    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(sql);
-  }
-  sqlite3_stmt* prepare(const char* sql) {
-    sqlite3_stmt* stmt = nullptr;
-    if (sqlite3_prepare_v2(db_, sql, -1, &stmt, nullptr) != SQLITE_OK) fail(sql);
-    statements_.push_back(stmt);
-    return stmt;
-  }
-  void done(sqlite3_stmt* stmt) {
-    if (sqlite3_step(stmt) != SQLITE_DONE) fail(sqlite3_sql(stmt));
-    sqlite3_reset(stmt);
-  }
-  sqlite3_int64 lastId() const { return sqlite3_last_insert_rowid(db_); }
-  [[noreturn]] void fail(const std::string& what) {
-    throw std::runtime_error(what + ": " + sqlite3_errmsg(db_));
-  }
-
- private:
-  sqlite3* db_ = nullptr;
-  std::vector<sqlite3_stmt*> statements_;
-};
-
-std::string columnText(sqlite3_stmt* stmt, int column) {
-  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
-  if (!text) return std::string();
-  return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, column)));
-}
 
 // What the baseline reads of one asset: the same values, plain.
 struct RawLayer {
