@@ -7,6 +7,9 @@
 // mapping across an operation brings an object referenced many times over once.
 // Holding the source library in the key lets one mapping serve several sources.
 //
+// Entries made by saves in a transaction that is then rolled back are taken
+// back again, so a mapping can be used for the retry.
+//
 // Threads: no locking; one mapping is used by one thread at a time.
 #ifndef TARNLIB_ID_MAPPING_H_
 #define TARNLIB_ID_MAPPING_H_
@@ -14,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 
 #include "tarnlib/export.h"
 #include "tarnlib/object.h"
@@ -21,6 +25,10 @@
 namespace tarnlib {
 
 class Library;
+
+namespace detail {
+class IdMappingAccess;
+}
 
 class TARNLIB_EXPORT IdMapping {
  public:
@@ -49,6 +57,10 @@ class TARNLIB_EXPORT IdMapping {
 
   // An empty mapping into `destination`, which it does not own.
   explicit IdMapping(const Library* destination) : destination_(destination) {}
+  // A copy has the entries and the destination; entries that a transaction
+  // still open made in the original are taken back only from the original.
+  IdMapping(const IdMapping& other);
+  IdMapping& operator=(const IdMapping& other);
   ~IdMapping();
 
   const Library* destination() const { return destination_; }
@@ -66,8 +78,13 @@ class TARNLIB_EXPORT IdMapping {
   const_iterator end() const { return map_.end(); }
 
  private:
+  friend class detail::IdMappingAccess;
+
   const Library* destination_;
   Map map_;
+  // Points at this mapping while it lives. A transaction that rolls back takes
+  // back the entries it made, through this, unless the mapping is gone by then.
+  std::shared_ptr<IdMapping*> self_;
 };
 
 TARNLIB_EXPORT bool operator<(const IdMapping::Key& a, const IdMapping::Key& b);

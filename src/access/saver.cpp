@@ -8,6 +8,19 @@
 #include "db/error.h"
 #include "tarnlib/exceptions.h"
 
+namespace tarnlib::detail {
+
+class IdMappingAccess {
+ public:
+  // The mapping's pointer to itself, made on first use.
+  static std::shared_ptr<IdMapping*> self(IdMapping& mapping) {
+    if (!mapping.self_) mapping.self_ = std::make_shared<IdMapping*>(&mapping);
+    return mapping.self_;
+  }
+};
+
+}  // namespace tarnlib::detail
+
 namespace tarnlib::access {
 
 namespace {
@@ -138,7 +151,11 @@ TnSmartPtr<Object> Saver::save(const Object& object) {
   if (target->isDirty() || stateOf(*target).id == 0) {
     const Outcome outcome = write(*target, mapping);
     record(key, IdMapping::Value{target->id(), static_cast<std::int32_t>(outcome)});
-    if (outcome != Outcome::Existing) {
+    if (outcome == Outcome::Existing) {
+      // Bound to an equal stored row, which keeps its content: hand out that
+      // content, not the new object's fields as if they had been stored.
+      if (auto stored = Loader(library_, tx_.connection()).loadOne(mapping, target->id())) return stored;
+    } else {
       const ObjectKey saved(target->tarnlibType(), target->id());
       if (tx_.touched.insert(saved).second) touched_.push_back(saved);
       detail::LibraryAccess::impl(*library_).reactor->objectSaved(*library_, saved.type, saved.id);
@@ -173,11 +190,7 @@ void Saver::saveReferences(Object& object, const Mapping& mapping) {
     const ObjectState& state = detail::ObjectAccess::state(*target);
     if (state.library == library_ && state.id != 0 && !state.dirty) continue;
     TnSmartPtr<Object> stored = save(*target);
-    if (stored.get() != target) {
-      refs_.push_back(SavedRef{TnSmartPtr<Object>(&object), slots[i],
-                               TnSmartPtr<Object>(const_cast<Object*>(target))});
-      slots[i].assign(stored.get());
-    }
+    if (stored.get() != target) repoint(object, slots[i], stored.get());
   }
 }
 
@@ -186,6 +199,9 @@ void Saver::load(ObjectType type, const Selection& selection, std::vector<TnSmar
 }
 
 Outcome Saver::write(Object& object, const Mapping& mapping) {
+  const std::size_t undoMark = tx_.undo.mark();
+  const std::size_t insertedMark = inserted_.size();
+  const std::size_t touchedMark = touched_.size();
   remember(object);
   for (BeforeWrite hook : mapping.beforeWriteHooks()) hook(object, *this);
   saveReferences(object, mapping);
@@ -207,6 +223,10 @@ Outcome Saver::write(Object& object, const Mapping& mapping) {
     if (state.library) throw ObjectNotUnique();
     const std::uint32_t existing = findEqualRow(object, mapping);
     if (existing == 0) throw ObjectNotUnique();
+    // The stored row stands for the object, so what this write stored for it
+    // (its new assets, a new type) would be left behind unreferenced.
+    discard(undoMark, insertedMark, touchedMark);
+    remember(object);
     state.id = existing;
     state.library = library_;
     state.dirty = false;
@@ -235,7 +255,7 @@ void Saver::insert(Object& object, const Mapping& mapping) {
       stmt->exec();
       if (root) {
         id = static_cast<std::uint32_t>(connection.lastInsertId());
-        if (tx_.joinedScope && !savepoint_) inserted_.emplace_back(&sql.eraseRoot, id);
+        inserted_.emplace_back(&sql.eraseRoot, id);
       }
     }
     stateOf(object).id = id;
@@ -331,13 +351,29 @@ std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
 }
 
 void Saver::remember(Object& object) {
-  states_.push_back(SavedState{TnSmartPtr<Object>(&object), stateOf(object)});
+  tx_.undo.push([object = TnSmartPtr<Object>(&object), state = stateOf(object)]() mutable {
+    stateOf(*object) = std::move(state);
+  });
+}
+
+void Saver::repoint(Object& owner, const RefSlot& slot, Object* target) {
+  // The owner is kept alive with the slot inside it.
+  tx_.undo.push([owner = TnSmartPtr<Object>(&owner), slot,
+                 previous = TnSmartPtr<Object>(const_cast<Object*>(slot.target()))] {
+    slot.assign(previous.get());
+  });
+  slot.assign(target);
 }
 
 void Saver::record(const IdMapping::Key& key, const IdMapping::Value& value) {
-  SavedEntry entry{key, false, IdMapping::Value{}};
-  entry.present = mapping_.compute(key, entry.value);
-  entries_.push_back(entry);
+  IdMapping::Value previous;
+  const bool present = mapping_.compute(key, previous);
+  tx_.undo.push([self = detail::IdMappingAccess::self(mapping_), key, present, previous] {
+    IdMapping* mapping = *self;
+    if (!mapping) return;  // gone before the transaction ended
+    if (present) mapping->assign(key, previous);
+    else mapping->remove(key);
+  });
   mapping_.assign(key, value);
 }
 
@@ -345,29 +381,35 @@ void Saver::protect() {
   if (tx_.joinedScope && !savepoint_) savepoint_.emplace(tx_.connection());
 }
 
-void Saver::undo() noexcept {
-  if (savepoint_) savepoint_->rollback();
-  // Rows inserted before the savepoint, newest first: a row inserted later may
-  // refer to one inserted earlier.
-  for (auto it = inserted_.rbegin(); it != inserted_.rend(); ++it) {
+void Saver::eraseInsertedFrom(std::size_t first) noexcept {
+  // Newest first: a row inserted later may refer to one inserted earlier.
+  while (inserted_.size() > first) {
     try {
-      tx_.connection().prepare(*it->first)->bind(0, it->second).exec();
+      tx_.connection().prepare(*inserted_.back().first)->bind(0, inserted_.back().second).exec();
     } catch (...) {
-      // Best effort; the caller sees the save's own failure.
+      // Best effort; inside our own transaction its rollback takes the row.
     }
+    inserted_.pop_back();
+  }
+}
+
+void Saver::discard(std::size_t undoMark, std::size_t inserted, std::size_t touched) noexcept {
+  eraseInsertedFrom(inserted);
+  tx_.undo.undoTo(undoMark);
+  while (touched_.size() > touched) {
+    tx_.touched.erase(touched_.back());
+    touched_.pop_back();
+  }
+}
+
+void Saver::undo() noexcept {
+  if (tx_.joinedScope) {
+    // The caller's transaction goes on: take out of it what this save wrote.
+    if (savepoint_) savepoint_->rollback();
+    eraseInsertedFrom(0);
   }
   inserted_.clear();
-  for (auto it = refs_.rbegin(); it != refs_.rend(); ++it) it->slot.assign(it->target.get());
-  for (auto it = states_.rbegin(); it != states_.rend(); ++it) stateOf(*it->object) = it->state;
-  for (auto it = entries_.rbegin(); it != entries_.rend(); ++it) {
-    if (it->present) mapping_.assign(it->key, it->value);
-    else mapping_.remove(it->key);
-  }
-  for (const ObjectKey& key : touched_) tx_.touched.erase(key);
-  refs_.clear();
-  states_.clear();
-  entries_.clear();
-  touched_.clear();
+  discard(undoMark_, 0, 0);
 }
 
 }  // namespace tarnlib::access

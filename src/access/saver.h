@@ -42,23 +42,23 @@ enum class Outcome { Inserted = 0, Existing = 1, Updated = 2 };
 class Saver final : public WriteContext {
  public:
   Saver(const std::shared_ptr<Library>& library, Transaction::Impl& tx, IdMapping& mapping)
-      : library_(library), tx_(tx), mapping_(mapping) {}
+      : library_(library), tx_(tx), mapping_(mapping), undoMark_(tx.undo.mark()) {}
 
   // Stores `object` in the library and returns the stored object: the object
   // itself when it is new or belongs here, else a stored clone. Throws db::Error
   // and the library's exceptions (NullPointer, ObjectNotUnique, ObjectNotFound).
   TnSmartPtr<Object> save(const Object& object);
 
-  // After a failed save: puts back what it changed in memory (ids, libraries and
-  // dirty flags of the objects it wrote, re-pointed references, mapping entries,
-  // the touched set), so that the objects agree with the rolled-back file and
-  // the attempt can be repeated. Inside the caller's transaction it also takes
-  // its rows out of the database again, which the caller's commit would keep.
+  // After a failed save: puts back what it changed in memory (through the
+  // transaction's undo log) and, inside the caller's transaction, takes its rows
+  // out of the database again, which the caller's commit would keep. The
+  // objects then agree with the file and the attempt can be repeated.
   void undo() noexcept;
 
   // WriteContext, for the classes' beforeWrite hooks.
   TnSmartPtr<Object> store(const Object& object) override { return save(object); }
   void load(ObjectType type, const Selection& selection, std::vector<TnSmartPtr<Object>>& out) override;
+  void repoint(Object& owner, const RefSlot& slot, Object* target) override;
 
  private:
   Outcome write(Object& object, const Mapping& mapping);
@@ -67,6 +67,10 @@ class Saver final : public WriteContext {
   void update(Object& object, const Mapping& mapping);
   void writeContainers(Object& object, const Mapping& mapping, bool replace);
   std::uint32_t findEqualRow(Object& object, const Mapping& mapping);
+  // Takes back what a write stored along the way (rows inserted since
+  // `inserted`, in-memory changes since `undoMark`, notifications since `touched`).
+  void discard(std::size_t undoMark, std::size_t inserted, std::size_t touched) noexcept;
+  void eraseInsertedFrom(std::size_t first) noexcept;
   void remember(Object& object);
   void protect();
   void record(const IdMapping::Key& key, const IdMapping::Value& value);
@@ -83,25 +87,8 @@ class Saver final : public WriteContext {
   std::optional<WriteSavepoint> savepoint_;
   std::vector<std::pair<const std::string*, std::uint32_t>> inserted_;  // DELETE text, id
 
-  // What undo() puts back, in the order it was changed.
-  struct SavedState {
-    TnSmartPtr<Object> object;
-    ObjectState state;
-  };
-  struct SavedRef {
-    TnSmartPtr<Object> owner;  // keeps the slot's memory alive
-    RefSlot slot;
-    TnSmartPtr<Object> target;
-  };
-  struct SavedEntry {
-    IdMapping::Key key;
-    bool present;
-    IdMapping::Value value;
-  };
-  std::vector<SavedState> states_;
-  std::vector<SavedRef> refs_;
-  std::vector<SavedEntry> entries_;
-  std::vector<ObjectKey> touched_;
+  std::size_t undoMark_;             // the transaction's undo log before this save
+  std::vector<ObjectKey> touched_;   // entered into the transaction's touched set
 };
 
 }  // namespace tarnlib::access

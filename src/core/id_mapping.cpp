@@ -16,7 +16,17 @@ bool operator==(const IdMapping::Key& a, const IdMapping::Key& b) {
   return a.library == b.library && a.type == b.type && a.id == b.id;
 }
 
-IdMapping::~IdMapping() = default;
+IdMapping::IdMapping(const IdMapping& other) : destination_(other.destination_), map_(other.map_) {}
+
+IdMapping& IdMapping::operator=(const IdMapping& other) {
+  destination_ = other.destination_;
+  map_ = other.map_;
+  return *this;
+}
+
+IdMapping::~IdMapping() {
+  if (self_) *self_ = nullptr;
+}
 
 void IdMapping::assign(const Key& key, const Value& value) { map_[key] = value; }
 

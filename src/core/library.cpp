@@ -102,11 +102,13 @@ bool Library::isReadOnly() const {
 
 namespace {
 
-// Writes one change to the metadata row. The row is read again inside the write
-// transaction, so a change made meanwhile by another thread or process to the
-// other fields is kept rather than overwritten with this handle's old copy.
-Meta writeMeta(const Library& library, void (*change)(Meta&, const OdString&), const OdString& value) {
-  return inTransaction(library, Access::Write, [&](Transaction::Impl& tx) {
+// Writes one change to the metadata row and the handle's copy of it. The row is
+// read again inside the write transaction, so a change made meanwhile by another
+// thread or process to the other fields is kept rather than overwritten with
+// this handle's old copy. A rollback puts the copy back.
+void writeMeta(const Library& library, void (*change)(Meta&, const OdString&), const OdString& value) {
+  Library::Impl& impl = detail::LibraryAccess::impl(library);
+  inTransaction(library, Access::Write, [&](Transaction::Impl& tx) {
     Meta meta = readMeta(tx.connection());
     change(meta, value);
     auto stmt = tx.connection().prepare(
@@ -117,7 +119,12 @@ Meta writeMeta(const Library& library, void (*change)(Meta&, const OdString&), c
         .bind(3, meta.region)
         .bind(4, meta.id);
     if (stmt->exec() == 0) db::fail(db::Condition::NotPersistent, "metadata row missing");
-    return meta;
+    std::lock_guard<std::mutex> lock(impl.metaMutex);
+    tx.undo.push([&impl, previous = impl.meta] {
+      std::lock_guard<std::mutex> lock(impl.metaMutex);
+      impl.meta = previous;
+    });
+    impl.meta = std::move(meta);
   });
 }
 
@@ -142,9 +149,7 @@ void Library::locale(const OdString& value) {
     std::lock_guard<std::mutex> lock(impl_->metaMutex);
     if (value == impl_->meta.locale) return;
   }
-  Meta written = writeMeta(*this, [](Meta& m, const OdString& v) { m.locale = v; }, value);
-  std::lock_guard<std::mutex> lock(impl_->metaMutex);
-  impl_->meta = std::move(written);
+  writeMeta(*this, [](Meta& m, const OdString& v) { m.locale = v; }, value);
 }
 
 void Library::region(const OdString& value) {
@@ -152,9 +157,7 @@ void Library::region(const OdString& value) {
     std::lock_guard<std::mutex> lock(impl_->metaMutex);
     if (value == impl_->meta.region) return;
   }
-  Meta written = writeMeta(*this, [](Meta& m, const OdString& v) { m.region = v; }, value);
-  std::lock_guard<std::mutex> lock(impl_->metaMutex);
-  impl_->meta = std::move(written);
+  writeMeta(*this, [](Meta& m, const OdString& v) { m.region = v; }, value);
 }
 
 void Library::copyMeta(const std::shared_ptr<const Library>& other) {

@@ -22,6 +22,7 @@ void Transaction::Impl::begin(bool makeCurrent, bool immediate) {
   if (makeCurrent) tCurrent = owner;
   ended = false;
   touched.clear();
+  undo.forget();
   lib.reactor->transactionBegun(*library);
 }
 
@@ -36,6 +37,7 @@ void Transaction::Impl::commit() {
     throw;
   }
   notify = previous;
+  undo.forget();
   Library::Reactor& reactor = *detail::LibraryAccess::impl(*library).reactor;
   if (!touched.empty()) reactor.objectsCommitted(*library, touched);
   touched.clear();
@@ -56,6 +58,7 @@ void Transaction::Impl::rollback(Library::Reactor::End reason) noexcept {
     // A failed ROLLBACK leaves SQLite to roll back when the connection closes;
     // finish() drops the connection from the pool for that reason.
   }
+  undo.undoTo(0);
   touched.clear();
   finish(reason);
 }

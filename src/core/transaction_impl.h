@@ -11,6 +11,7 @@
 
 #include "core/error_translation.h"
 #include "core/library_impl.h"
+#include "core/undo_log.h"
 #include "db/connection.h"
 #include "tarnlib/exceptions.h"
 #include "tarnlib/object.h"
@@ -30,7 +31,7 @@ class Transaction::Impl {
   void begin(bool makeCurrent, bool immediate);
   // Commits; on failure rolls back, finishes and rethrows the db::Error.
   void commit();
-  // Rolls back without throwing and finishes.
+  // Rolls back without throwing, puts the objects in memory back and finishes.
   void rollback(Library::Reactor::End reason) noexcept;
   // Delivers the objects saved so far to the reactor and forgets them.
   void deliver();
@@ -46,6 +47,9 @@ class Transaction::Impl {
   // own: a failing write then undoes its own part through a savepoint.
   bool joinedScope = false;
   std::set<ObjectKey> touched;
+  // Put back when this transaction rolls back, whoever rolls it back: the
+  // scope's retry, a failed commit, the host's rollback or destructor.
+  UndoLog undo;
 
  private:
   void finish(Library::Reactor::End reason) noexcept;

@@ -100,7 +100,8 @@ void clearCustomValues(CustomValues& values, ObjectState& state) {
   state.dirty = true;
 }
 
-void resolveCustomProperties(CustomValues& values, ObjectType carrier, access::WriteContext& context) {
+void resolveCustomProperties(Object& owner, CustomValues& values, ObjectType carrier,
+                             access::WriteContext& context) {
   for (const auto& entry : values) {
     TnSmartPtr<const CustomProperty>& property = detail::CustomPropertyKeyAccess::property(entry.first);
     if (!property || property->library() || property->object_type() != carrier) continue;
@@ -115,7 +116,7 @@ void resolveCustomProperties(CustomValues& values, ObjectType carrier, access::W
       return static_cast<const CustomProperty&>(*o).object_type() == carrier;
     });
     const TnSmartPtr<Object>& stored = own != found.end() ? *own : found.front();
-    property = TnSmartPtr<const CustomProperty>(static_cast<const CustomProperty*>(stored.get()));
+    context.repoint(owner, access::refSlot(property), stored.get());
   }
 }
 

@@ -59,7 +59,8 @@ void clearCustomValues(CustomValues& values, ObjectState& state);
 // name makes) at the stored property of that name applicable to the carrier,
 // its own type's before a generic one. Properties without such a namesake are
 // left to be inserted by the save.
-void resolveCustomProperties(CustomValues& values, ObjectType carrier, access::WriteContext& context);
+void resolveCustomProperties(Object& owner, CustomValues& values, ObjectType carrier,
+                             access::WriteContext& context);
 
 // Rows of "<owner>_custom_values": "property_id", "value". A row whose
 // property is missing is dropped on loading, a key needing a property.

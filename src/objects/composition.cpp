@@ -420,7 +420,7 @@ struct PlyCodec {
 };
 
 void beforeCompositionWrite(Object& object, access::WriteContext& context) {
-  objects::resolveCustomProperties(static_cast<Composition&>(object).impl().custom_values,
+  objects::resolveCustomProperties(object, static_cast<Composition&>(object).impl().custom_values,
                                    ObjectType::Composition, context);
 }
 

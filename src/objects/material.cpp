@@ -196,9 +196,9 @@ void beforeMaterialWrite(Object& object, access::WriteContext& context) {
   Material::Impl& m = static_cast<Material&>(object).impl();
   if (!m.type) {
     TnSmartPtr<Object> stored = context.store(*MaterialType::create(translateText(OdString(L"Generic"))));
-    m.type = TnSmartPtr<const MaterialType>(static_cast<const MaterialType*>(stored.get()));
+    context.repoint(object, access::refSlot(m.type), stored.get());
   }
-  objects::resolveCustomProperties(m.custom_values, ObjectType::Material, context);
+  objects::resolveCustomProperties(object, m.custom_values, ObjectType::Material, context);
 }
 
 // The two patterns are stored flattened into columns under their prefix, the
