@@ -2,9 +2,32 @@
 
 #include <sqlite3.h>
 
+#include <cmath>
+#include <cstdio>
+
 #include "db/error.h"
 
 namespace tarnlib::db {
+
+namespace {
+
+// Values that SQLite would not give back as they were handed over are refused
+// before they reach a row: a lone surrogate or a code point above U+10FFFF
+// would become U+FFFD in UTF-8, so two different names would be one row; a NaN
+// would become NULL, so a number would read back as absent.
+void checkText(const OdString& text) {
+  const wchar_t* c = text.c_str();
+  for (int i = 0; i < text.getLength(); ++i) {
+    const auto code = static_cast<std::uint32_t>(c[i]);
+    if (code < 0xD800 || (code > 0xDFFF && code <= 0x10FFFF)) continue;
+    char detail[96];
+    std::snprintf(detail, sizeof detail, "text with U+%04X at position %d is not valid Unicode",
+                  static_cast<unsigned>(code), i + 1);
+    throw Error(Condition::Database, SQLITE_MISMATCH, SQLITE_MISMATCH, detail);
+  }
+}
+
+}  // namespace
 
 Statement::Statement(sqlite3* db, std::string_view sql) : db_(db) {
   check(db_, sqlite3_prepare_v3(db_, sql.data(), static_cast<int>(sql.size()),
@@ -29,6 +52,8 @@ Statement& Statement::bind(int index, std::int64_t value) {
 }
 
 Statement& Statement::bind(int index, double value) {
+  if (std::isnan(value))
+    throw Error(Condition::Database, SQLITE_MISMATCH, SQLITE_MISMATCH, "a number that is NaN cannot be stored");
   check(db_, sqlite3_bind_double(stmt_, index + 1, value));
   return *this;
 }
@@ -39,7 +64,10 @@ Statement& Statement::bind(int index, std::string_view utf8) {
   return *this;
 }
 
-Statement& Statement::bind(int index, const OdString& text) { return bind(index, text.toUtf8()); }
+Statement& Statement::bind(int index, const OdString& text) {
+  checkText(text);
+  return bind(index, text.toUtf8());
+}
 
 bool Statement::step() {
   const int rc = sqlite3_step(stmt_);
