@@ -1,13 +1,17 @@
 // Library files: creating, opening, refusing, metadata, read-only and memory files.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
+#include "db/connection.h"
 #include "support/catalogue.h"
 #include "tarnlib/exceptions.h"
 #include "tarnlib/guid.h"
 #include "tarnlib/library.h"
 #include "tarnlib/memfs.h"
+#include "tarnlib/tag.h"
 
 namespace tarnlib {
 namespace {
@@ -122,6 +126,80 @@ TEST_F(LibraryVersions, ThreeColumnVersionTableGainsCompatibility) {
   // Without a version row the file counts as foreign: the schema is made anew.
   ASSERT_TRUE(Library::open(OdString(path)));
   EXPECT_EQ(RawDb(path).value("SELECT version, compatibility FROM schema_version"), "1013|1000");
+}
+
+// A catalogue whose version record is lost or garbled still holds its objects:
+// no opening, read-only or not, may take it for an empty file and drop them.
+TEST_F(LibraryVersions, DamagedVersionOfACatalogueWithRows_RefusedAndUnchanged) {
+  const std::vector<std::pair<const char*, const char*>> damage = {
+      {"row missing", "DELETE FROM schema_version"},
+      {"table missing", "DROP TABLE schema_version"},
+      {"zero", "UPDATE schema_version SET version = 0"},
+      {"negative", "UPDATE schema_version SET version = -1013"},
+      {"not a number", "UPDATE schema_version SET version = 'x1013'"},
+      {"fraction", "UPDATE schema_version SET version = 1013.5"},
+  };
+  for (const auto& [name, sql] : damage) {
+    SCOPED_TRACE(name);
+    const std::string path = dir.file(name);
+    {
+      auto library = Library::create(OdString(path), LibraryUnit::Millimeter);
+      ASSERT_TRUE(library);
+      ASSERT_TRUE(library->save<Tag>(Tag::create(L"kept")));
+    }
+    RawDb(path).exec(sql);
+    const std::string before = testing::readBytes(path);
+    EXPECT_FALSE(Library::open(OdString(path), true));
+    EXPECT_FALSE(Library::open(OdString(path), false));
+    EXPECT_FALSE(Library::create(OdString(path), LibraryUnit::Millimeter));
+    EXPECT_EQ(testing::readBytes(path), before);
+  }
+  // The same damage to a catalogue without a single row is repaired as before.
+  const std::string path = dir.file("no rows");
+  ASSERT_TRUE(Library::create(OdString(path), LibraryUnit::Millimeter));
+  RawDb(path).exec("DELETE FROM tarnlib_Meta; UPDATE schema_version SET version = 0");
+  auto library = Library::open(OdString(path), true);
+  ASSERT_TRUE(library);
+  EXPECT_TRUE(library->isNew());
+}
+
+TEST(LibraryOpen, FileBusyWhileOpening_WaitedForLikeAnyOperation) {
+  TempDir dir;
+  const std::string path = dir.file("busy");
+  ASSERT_TRUE(Library::create(OdString(path), LibraryUnit::Millimeter));
+  // Another connection holds the file exclusively past one busy timeout, not
+  // past the seven attempts of the retry rule.
+  db::Connection::setBusyTimeoutForTesting(200);
+  RawDb holder(path);
+  holder.exec("BEGIN EXCLUSIVE");
+  std::thread release([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    holder.exec("COMMIT");
+  });
+  auto library = Library::open(OdString(path));
+  release.join();
+  db::Connection::setBusyTimeoutForTesting(db::Connection::kBusyTimeoutMs);
+  EXPECT_TRUE(library);
+}
+
+TEST(LibraryOpen, ReadOnlyOpenOfWalFile_LeavesNoWalOrShmBehind) {
+  TempDir dir;
+  const std::string path = dir.file("wal");
+  ASSERT_TRUE(Library::create(OdString(path), LibraryUnit::Millimeter));
+  RawDb(path).exec("PRAGMA journal_mode=WAL");
+  {
+    auto library = Library::open(OdString(path), true);
+    ASSERT_TRUE(library);
+    EXPECT_TRUE(library->isReadOnly());
+    EXPECT_EQ(library->count<Tag>(), 0u);
+  }
+  EXPECT_FALSE(std::filesystem::exists(path + "-wal"));
+  EXPECT_FALSE(std::filesystem::exists(path + "-shm"));
+  // While another connection has the file open, its files are left to it.
+  RawDb other(path);
+  other.exec("INSERT INTO tarnlib_Tag (name) VALUES ('t')");
+  Library::open(OdString(path), true).reset();
+  EXPECT_EQ(RawDb(path).value("SELECT name FROM tarnlib_Tag"), "t");
 }
 
 TEST(LibraryMeta, SettersWriteOnlyChangesAndCopyKeepsUnitAndGuid) {

@@ -719,8 +719,8 @@ void convertBimlib(db::Connection& connection) {
 }  // namespace
 
 bool convertLegacy(db::Connection& connection) {
-  if (storedVersion(connection, "") > 0) convertUnprefixed(connection);
-  const std::int64_t version = storedVersion(connection, "bimlib");
+  if (storedVersion(connection, "").value_or(0) > 0) convertUnprefixed(connection);
+  const std::int64_t version = storedVersion(connection, "bimlib").value_or(0);
   if (version < legacy::kBimlibBase || version > legacy::kBimlibCurrent) return false;
   migrateBimlib(connection, version);
   convertBimlib(connection);

@@ -55,7 +55,14 @@ std::optional<Prepared> prepareSchema(db::Connection& connection, const OpenRequ
   Prepared prepared;
   bool converted = false;
   try {
-    std::int64_t version = schema::storedVersion(connection);
+    const std::optional<std::int64_t> stored = schema::storedVersion(connection);
+    // A file without a usable version whose catalogue tables hold rows is a
+    // damaged catalogue: creating the schema anew would drop its content.
+    if (!stored || (*stored == 0 && schema::holdsCatalogueRows(connection))) {
+      connection.exec("ROLLBACK");
+      return std::nullopt;
+    }
+    std::int64_t version = *stored;
     prepared.openedVersion = version;
     if (version > schema::kCurrentVersion) {
       if (schema::storedCompatibility(connection) > schema::kCurrentVersion) {
@@ -113,7 +120,17 @@ std::shared_ptr<Library> openLibrary(const OpenRequest& request) {
     auto connection = std::make_unique<db::Connection>(
         location.path, location.vfs,
         SQLITE_OPEN_READWRITE | (request.create ? SQLITE_OPEN_CREATE : 0));
-    std::optional<Prepared> prepared = prepareSchema(*connection, request);
+    // Another process busy with the file is waited for under the same rule as
+    // any operation, so that "busy" does not pass for "not a catalogue".
+    std::optional<Prepared> prepared;
+    for (int retries = 0;; ++retries) {
+      try {
+        prepared = prepareSchema(*connection, request);
+        break;
+      } catch (const db::Error& error) {
+        if (error.condition() != db::Condition::Recoverable || retries > detail::kMaxRetries) throw;
+      }
+    }
     if (!prepared) return nullptr;
     if (request.readOnly) {
       connection.reset();

@@ -15,11 +15,22 @@ bool tableExists(db::Connection& connection, const char* name) {
 
 }  // namespace
 
-std::int64_t storedVersion(db::Connection& connection, const char* name) {
+std::optional<std::int64_t> storedVersion(db::Connection& connection, const char* name) {
   if (!tableExists(connection, "schema_version")) return 0;
-  auto stmt = connection.prepare("SELECT \"version\" FROM \"schema_version\" WHERE \"name\" = ?");
+  auto stmt = connection.prepare(
+      "SELECT \"version\", typeof(\"version\") FROM \"schema_version\" WHERE \"name\" = ?");
   stmt->bind(0, name);
-  return stmt->step() ? stmt->int64(0) : 0;
+  if (!stmt->step()) return 0;
+  if (stmt->utf8(1) != "integer" || stmt->int64(0) < 0) return std::nullopt;
+  return stmt->int64(0);
+}
+
+bool holdsCatalogueRows(db::Connection& connection) {
+  for (const db::Table& table : tables()) {
+    if (!tableExists(connection, table.name().c_str())) continue;
+    if (connection.prepareOnce("SELECT 1 FROM " + db::quote(table.name()) + " LIMIT 1")->step()) return true;
+  }
+  return false;
 }
 
 std::int64_t storedCompatibility(db::Connection& connection) {

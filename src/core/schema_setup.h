@@ -4,13 +4,18 @@
 #define TARNLIB_CORE_SCHEMA_SETUP_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "db/connection.h"
 
 namespace tarnlib::schema {
 
-// The version recorded for the schema `name`; 0 when the table or row is missing.
-std::int64_t storedVersion(db::Connection& connection, const char* name = "tarnlib");
+// The version recorded for the schema `name`; 0 when the table or row is
+// missing; nothing when the recorded value is no version (negative, or not an
+// integer), which is damage rather than a newer or an empty file.
+std::optional<std::int64_t> storedVersion(db::Connection& connection, const char* name = "tarnlib");
+// Whether any table of the current schema exists and holds a row.
+bool holdsCatalogueRows(db::Connection& connection);
 // The "compatibility" value of the current schema's row.
 std::int64_t storedCompatibility(db::Connection& connection);
 // Drops the current tables and creates them anew, recording version 1013.
