@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
+
 #include "core/library_impl.h"
 #include "core/transaction_impl.h"
 #include "tarnlib/memfs.h"
@@ -39,6 +41,26 @@ FileLocation FileLocation::parse(const OdString& filename) {
 
 // ---- Library::Impl
 
+namespace {
+
+// A read-only connection to a file in WAL mode creates its -wal and -shm files
+// and, being unable to write, cannot remove them when it closes. A writable
+// connection closed after it can: SQLite checkpoints and removes them when it
+// is the file's last connection, and leaves them to the others otherwise. A
+// file we may not write keeps them.
+void removeWalFiles(const std::string& path) noexcept {
+  std::error_code ignored;
+  if (!std::filesystem::exists(path + "-wal", ignored)) return;
+  try {
+    // It must read to take part in the WAL at all.
+    db::Connection tidy(path, std::string(), SQLITE_OPEN_READWRITE);
+    tidy.exec("SELECT 1 FROM sqlite_master LIMIT 1");
+  } catch (...) {
+  }
+}
+
+}  // namespace
+
 Library::Impl::Impl(const OdString& filename, FileLocation location, bool readOnly, bool isNew,
                      std::uint64_t version, std::uint64_t openedVersion)
     : filename(filename),
@@ -53,6 +75,7 @@ Library::Impl::Impl(const OdString& filename, FileLocation location, bool readOn
 
 Library::Impl::~Impl() {
   idle_.clear();
+  if (readOnly && location.vfs.empty()) removeWalFiles(location.path);
   if (location.memvfs) unregister_memvfs();
 }
 
