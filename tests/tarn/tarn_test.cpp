@@ -20,6 +20,7 @@
 #include "support/old_files.h"
 #include "support/sql.h"
 #include "support/temp_dir.h"
+#include "tarnlib/tarnlib.h"
 
 namespace tarnlib {
 namespace {
@@ -337,6 +338,35 @@ TEST_F(Tarn, Show_AssetRootFindsEveryKindButRefusesAnAmbiguousName) {
   Outcome r = run({"show", demo, "asset", first["name"]});
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("give an id"), std::string::npos) << r.err;
+}
+
+TEST_F(Tarn, TextOutput_EscapesControlCharactersFromTheCatalogue) {
+  const std::string forged = "Brick\n  99  Forged line";
+  const std::string coloured = "Red \x1b[31mpaint\\ \xC2\x9B" "2J \xE2\x80\xA8" "end";
+  const std::string property = "Fire\trating";
+  std::string file = dir.file("names.sqlite");
+  {
+    auto library = Library::create(OdString(file), LibraryUnit::Millimeter);
+    ASSERT_TRUE(library);
+    auto type = library->save<MaterialType>(MaterialType::create(OdString("Masonry")));
+    auto rating =
+        library->save<CustomProperty>(CustomProperty::create(OdString(property), ObjectType::Material));
+    auto brick = Material::create(OdString(forged), type);
+    brick->set_custom_value(rating, OdString("A1\x07"));
+    library->save<Material>(brick);
+    library->save<Material>(Material::create(OdString(coloured), type));
+  }
+
+  EXPECT_EQ(ok({"list", file, "material"}),
+            "1  Brick\\n  99  Forged line\n"
+            "2  Red \\x1b[31mpaint\\\\ \\u009b2J \\u2028end\n");
+  std::string shown = ok({"show", file, "material", forged});
+  EXPECT_NE(shown.find("  Brick\\n  99  Forged line\n"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("Fire\\trating  A1\\x07\n"), std::string::npos) << shown;
+  EXPECT_EQ(ok({"remove", file, "material", "2"}),
+            "Material 2 \"Red \\x1b[31mpaint\\\\ \\u009b2J \\u2028end\": removed\n1 removed, 0 not\n");
+  // JSON escapes by its own rules and keeps the names exact.
+  EXPECT_EQ(okJson({"list", file, "material", "--json"})[0]["name"], forged);
 }
 
 // ---- Removal and purge

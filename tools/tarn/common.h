@@ -40,6 +40,13 @@ std::uint32_t parseId(const std::string& text);
 // True when `text` is made of decimal digits only (and is not empty).
 bool allDigits(const std::string& text);
 
+// Text from a catalogue made safe for a terminal line: a name holding a newline
+// would forge a line of output, and an escape sequence would reach the terminal.
+// Backslash becomes \\; newline, tab and carriage return \n, \t, \r; other C0
+// controls and DEL \xNN; C1 controls, the line and paragraph separators and
+// the bidirectional overrides and isolates \uNNNN; a byte that is not UTF-8 \xNN.
+std::string printable(const std::string& text);
+
 }  // namespace tarn
 
 #endif  // TARN_COMMON_H_

@@ -309,7 +309,7 @@ void printInsulation(const tarnlib::Library& library) {
                    [&](const auto& a, const auto& b) { return conductivity(a) < conductivity(b); });
   std::cout << "\nMaterials tagged \"insulation\", best first (thermal conductivity, W/(m K)):\n";
   for (const auto& m : found)
-    std::cout << "  " << fixed(conductivity(m), 3) << "  " << utf8(m->name()) << '\n';
+    std::cout << "  " << fixed(conductivity(m), 3) << "  " << printable(utf8(m->name())) << '\n';
 }
 
 // Thermal transmittance of a build-up from its plies' conductivities, with the
@@ -335,7 +335,7 @@ void printExternalWalls(const tarnlib::Library& library) {
         resistance += ply.thickness / 1000.0 / asset->thermal_conductivity();
     }
     std::cout << "  " << fixed(thickness, 1) << "  U " << fixed(1.0 / resistance, 2) << "  "
-              << utf8(wall->name()) << '\n';
+              << printable(utf8(wall->name())) << '\n';
   }
 }
 
@@ -349,7 +349,7 @@ void printUses(const tarnlib::Library& library, const wchar_t* materialName) {
                             [&](const tarnlib::Composition::Ply& ply) {
                               return ply.material && ply.material->name() == materialName;
                             });
-    if (uses) std::cout << "  " << utf8(composition->name()) << '\n';
+    if (uses) std::cout << "  " << printable(utf8(composition->name())) << '\n';
   }
 }
 

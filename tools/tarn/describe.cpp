@@ -226,7 +226,7 @@ std::string unitName(tarnlib::LibraryUnit unit) {
 
 std::string text(const Json& value) {
   if (value.is_null()) return "-";
-  if (value.is_string()) return value.get<std::string>();
+  if (value.is_string()) return printable(value.get<std::string>());
   if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
   if (value.is_number_float()) {
     // The shortest form that reads back as the same double: 10, 12.5, 0.115.
@@ -255,10 +255,12 @@ std::string joined(const Json& values) {
 }  // namespace
 
 void printFields(std::ostream& out, const Json& object, std::size_t indent) {
+  // Keys are text from the catalogue too: custom property names.
   std::size_t width = 0;
-  for (const auto& [key, value] : object.items()) width = std::max(width, key.size());
+  for (const auto& [name, value] : object.items()) width = std::max(width, printable(name).size());
   const std::string pad(indent, ' ');
-  for (const auto& [key, value] : object.items()) {
+  for (const auto& [name, value] : object.items()) {
+    const std::string key = printable(name);
     std::string label = pad + key + std::string(width - key.size(), ' ');
     if (value.is_object() && value.value("type", Json()) == "None") {
       // No pattern, no colour: the other members mean nothing then.

@@ -43,7 +43,7 @@ std::string functionName(tarnlib::MaterialFunction function);
 std::string unitName(tarnlib::LibraryUnit unit);      // "mm" or "in"
 std::string compositionTypeName(std::uint32_t type);  // one Composition::Type bit
 
-// A scalar as text: a string as it is, a number in its shortest exact form,
+// A scalar as text: a string through printable() (common.h), a number in its shortest exact form,
 // yes/no for a boolean, "-" for null.
 std::string text(const Json& value);
 

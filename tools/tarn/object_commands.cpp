@@ -70,7 +70,7 @@ void addList(CLI::App& app, Commands& commands) {
       for (const ObjectPtr& object : objects) width = std::max(width, std::to_string(object->id()).size());
       for (const ObjectPtr& object : objects) {
         std::string id = std::to_string(object->id());
-        std::cout << std::string(width - id.size(), ' ') << id << "  " << nameOf(*object);
+        std::cout << std::string(width - id.size(), ' ') << id << "  " << printable(nameOf(*object));
         // Listed through an abstract root: say which kind each one is.
         if (object->tarnlibType() != type.type) std::cout << "  (" << typeName(object->tarnlibType()) << ')';
         std::cout << '\n';
@@ -205,7 +205,7 @@ void report(const Library::RemoveResults& results, const Names& names, bool json
     if (result.code == Library::RemoveResult::kRemoved) ++removed;
     std::cout << typeName(key.type) << ' ' << key.id;
     auto name = names.find(key);
-    if (name != names.end()) std::cout << " \"" << name->second << '"';
+    if (name != names.end()) std::cout << " \"" << printable(name->second) << '"';
     std::cout << ": " << outcomeText(result) << '\n';
   }
   std::cout << removed << " removed, " << results.size() - removed << " not\n";
