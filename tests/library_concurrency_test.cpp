@@ -6,8 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <thread>
 
+#include "db/connection.h"
 #include "support/sql.h"
 #include "support/temp_dir.h"
 #include "tarnlib/exceptions.h"
@@ -118,6 +121,57 @@ TEST(LibraryConcurrency, ProcessKilledInsideWriteLeavesPreviousContent) {
   EXPECT_EQ(library->count<Tag>(), 1u);
   library.reset();
   EXPECT_EQ(RawDb(path).value("PRAGMA integrity_check"), "ok");
+}
+
+// Writers whose commits a long reader keeps failing: every save the library
+// acknowledged is in the file afterwards, whichever attempt committed it.
+TEST(LibraryConcurrency, AcknowledgedSavesSurviveCommitsBusiedByAReader) {
+  TempDir dir;
+  const std::string path = dir.file("saves");
+  db::Connection::setBusyTimeoutForTesting(20);
+  auto library = Library::create(OdString(path), LibraryUnit::Millimeter);
+  ASSERT_TRUE(library);
+  std::atomic<bool> writing{true};
+  std::thread reader([&] {
+    RawDb raw(path);
+    while (writing) {
+      raw.exec("BEGIN");
+      raw.value("SELECT count(*) FROM tarnlib_Tag");
+      std::this_thread::sleep_for(std::chrono::milliseconds(30));
+      raw.exec("COMMIT");
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+  });
+  std::vector<std::string> acknowledged[4];
+  std::vector<std::thread> writers;
+  for (int w = 0; w < 4; ++w) {
+    writers.emplace_back([&, w] {
+      for (int i = 0; i < 25; ++i) {
+        const std::string name = "w" + std::to_string(w) + "-" + std::to_string(i);
+        auto tag = Tag::create(OdString(name));
+        try {
+          if (library->save<Tag>(tag)) acknowledged[w].push_back(name + "|" + std::to_string(tag->id()));
+        } catch (const Exception&) {
+          // Refused after every retry: not acknowledged, so not counted.
+        }
+      }
+    });
+  }
+  for (std::thread& t : writers) t.join();
+  writing = false;
+  reader.join();
+  db::Connection::setBusyTimeoutForTesting(db::Connection::kBusyTimeoutMs);
+
+  RawDb raw(path);
+  std::size_t total = 0;
+  for (const auto& names : acknowledged) {
+    total += names.size();
+    for (const std::string& row : names) {
+      const std::string name = row.substr(0, row.find('|'));
+      EXPECT_EQ(name + "|" + raw.value("SELECT id FROM tarnlib_Tag WHERE name = '" + name + "'"), row);
+    }
+  }
+  EXPECT_GT(total, 0u);
 }
 
 }  // namespace
