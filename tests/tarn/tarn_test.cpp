@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -80,6 +81,15 @@ std::string lower(std::string s) {
 
 std::size_t lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
+std::set<std::string> entries(const std::string& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    names.insert(entry.path().filename().string());
+  return names;
+}
+
+const char* const kBusy = "busy: another process is writing to it; try again when it is done";
+
 // Every test starts from its own copy of the sample catalogue, which "tarn
 // demo" builds once per process.
 class Tarn : public ::testing::Test {
@@ -127,6 +137,15 @@ class Tarn : public ::testing::Test {
     if (status == 2) {
       EXPECT_EQ(lineCount(r.err), 1u);
     }
+    EXPECT_EQ(r.out, "");
+  }
+
+  // A command that must fail with status 2 and exactly "tarn: FILE: REASON".
+  void failsWith(const std::vector<std::string>& args, const std::string& file, const std::string& reason) {
+    Outcome r = run(args);
+    SCOPED_TRACE(describe(args, r));
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "tarn: " + file + ": " + reason + "\n");
     EXPECT_EQ(r.out, "");
   }
 
@@ -342,7 +361,10 @@ TEST_F(Tarn, Show_AssetRootFindsEveryKindButRefusesAnAmbiguousName) {
 
 TEST_F(Tarn, TextOutput_EscapesControlCharactersFromTheCatalogue) {
   const std::string forged = "Brick\n  99  Forged line";
-  const std::string coloured = "Red \x1b[31mpaint\\ \xC2\x9B" "2J \xE2\x80\xA8" "end";
+  const std::string coloured =
+      "Red \x1b[31mpaint\\ \xC2\x9B"
+      "2J \xE2\x80\xA8"
+      "end";
   const std::string property = "Fire\trating";
   std::string file = dir.file("names.sqlite");
   {
@@ -502,6 +524,75 @@ TEST_F(Tarn, Upgrade_LeavesANewerFileThatThisVersionMayRead) {
   fails({"upgrade", demo}, 2, demo);
 }
 
+// ---- Files in WAL mode, files other processes hold
+
+TEST_F(Tarn, Wal_ACatalogueInWalModeIsUsedAndLeavesNoWalFiles) {
+  {
+    RawDb db(demo);
+    db.exec("PRAGMA journal_mode=WAL");
+  }
+  const std::set<std::string> alone = {"demo.sqlite"};
+  ASSERT_EQ(entries(dir.file("")), alone);
+  const std::size_t compositions = count({"count", demo, "composition"});
+  EXPECT_EQ(lineCount(ok({"list", demo, "composition"})), compositions);
+  EXPECT_EQ(okJson({"info", demo, "--json"})["schema"], "current");
+  EXPECT_EQ(entries(dir.file("")), alone);
+  ok({"remove", demo, "composition", "1"});
+  EXPECT_EQ(count({"count", demo, "composition"}), compositions - 1);
+  EXPECT_EQ(entries(dir.file("")), alone);
+
+  RawDb writer(demo);
+  writer.exec("BEGIN IMMEDIATE; UPDATE tarnlib_Meta SET locale = 'fr'");
+  failsWith({"remove", demo, "composition", "2"}, demo, kBusy);
+  writer.exec("ROLLBACK");
+}
+
+TEST_F(Tarn, Wal_AnOlderCatalogueIsReadWithWhatItsWalHolds) {
+  const std::string old = dir.file("old.sqlite");
+  testing::writeOldLibrary(old, 1011, "9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10");
+  {
+    // While this connection stays open the change is in the -wal file only.
+    RawDb writer(old);
+    writer.exec(
+        "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0; UPDATE tarnlib_Meta SET locale = 'fr'");
+    const std::string before = readBytes(old);
+    json info = okJson({"info", old, "--json"});
+    EXPECT_EQ(info["schema"], "older");
+    EXPECT_EQ(info["locale"], "fr");
+    EXPECT_EQ(readBytes(old), before);
+  }
+  const std::set<std::string> files = {"demo.sqlite", "old.sqlite"};
+  ASSERT_EQ(entries(dir.file("")), files);
+  const std::string before = readBytes(old);
+  EXPECT_EQ(okJson({"info", old, "--json"})["locale"], "fr");
+  EXPECT_EQ(ok({"list", old, "material"}), "");
+  EXPECT_EQ(readBytes(old), before);
+  EXPECT_EQ(entries(dir.file("")), files);
+}
+
+TEST_F(Tarn, Busy_CommandsSayAnotherProcessHoldsTheFile) {
+  const std::string before = readBytes(demo);
+  {
+    // A writer committing has the file to itself: not even a reader gets in.
+    RawDb holder(demo);
+    holder.exec("BEGIN EXCLUSIVE");
+    failsWith({"info", demo}, demo, kBusy);
+    failsWith({"list", demo, "material"}, demo, kBusy);
+    holder.exec("ROLLBACK");
+  }
+  {
+    // A writer inside its transaction lets others read, but not write.
+    RawDb writer(demo);
+    writer.exec("BEGIN IMMEDIATE; UPDATE tarnlib_Meta SET locale = 'fr'");
+    EXPECT_EQ(okJson({"info", demo, "--json"})["locale"], "");
+    failsWith({"remove", demo, "composition", "1"}, demo, kBusy);
+    failsWith({"meta", demo, "--region", "AT"}, demo, kBusy);
+    failsWith({"vacuum", demo}, demo, kBusy);
+    writer.exec("ROLLBACK");
+  }
+  EXPECT_EQ(readBytes(demo), before);
+}
+
 // ---- Bad input
 
 TEST_F(Tarn, BadFiles_AreNamedWithTheReasonAndLeftAsTheyWere) {
@@ -527,6 +618,93 @@ TEST_F(Tarn, BadFiles_AreNamedWithTheReasonAndLeftAsTheyWere) {
   EXPECT_FALSE(std::filesystem::exists(dir.file("missing.sqlite")));
   fails({"info", "memvfs://nothing"}, 2, "memvfs://nothing");
   fails({"info", "ftp://host/file"}, 2, "ftp://host/file");
+}
+
+TEST_F(Tarn, BadFiles_EachSaysWhatIsWrongAndIsLeftAsItWas) {
+  const std::string version = std::to_string(okJson({"info", demo, "--json"})["schema_version"].get<int>());
+  const std::string newer = std::to_string(std::stoi(version) + 1);
+  const std::string sample = readBytes(demo);
+  auto fromSample = [&](const std::string& sql) {
+    return [&sample, sql](const std::string& path) {
+      writeBytes(path, sample);
+      RawDb(path).exec(sql);
+    };
+  };
+  struct Case {
+    std::string name;
+    std::function<void(const std::string&)> make;
+    std::string reason;
+  };
+  const std::vector<Case> cases = {
+      {"notes.txt", [](const std::string& path) { writeBytes(path, "not a catalogue\n"); },
+       "not a catalogue (not an SQLite database)"},
+      {"empty.sqlite", [](const std::string& path) { writeBytes(path, ""); }, "empty file, not a catalogue"},
+      {"foreign.sqlite",
+       [](const std::string& path) { RawDb(path).exec("CREATE TABLE t (a); INSERT INTO t VALUES (1)"); },
+       "not a catalogue (an SQLite database without catalogue tables)"},
+      {"header.sqlite",
+       [&](const std::string& path) {
+         // A page size that is not a power of two.
+         std::string bytes = sample;
+         bytes[16] = 0x07;
+         bytes[17] = 0x01;
+         writeBytes(path, bytes);
+       },
+       "damaged: SQLite cannot read it (file is not a database)"},
+      {"text-version.sqlite", fromSample("UPDATE schema_version SET version = '10x3' WHERE name = 'tarnlib'"),
+       "damaged: its schema version \"10x3\" is not a version number"},
+      {"zero-version.sqlite", fromSample("UPDATE schema_version SET version = 0 WHERE name = 'tarnlib'"),
+       "damaged: its schema version \"0\" is not a version number"},
+      {"no-version.sqlite", fromSample("DELETE FROM schema_version"),
+       "damaged: its schema version row is missing"},
+      {"newer.sqlite",
+       fromSample("UPDATE schema_version SET version = " + newer + ", compatibility = " + newer +
+                  " WHERE name = 'tarnlib'"),
+       "written by a newer version (schema " + newer + ") that this one cannot open"},
+      {"ancient.sqlite",
+       [](const std::string& path) {
+         testing::writeOldLibrary(path, 1003, "9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10");
+         RawDb(path).exec("UPDATE schema_version SET version = 1002");
+       },
+       "too old to migrate (schema 1002); this version migrates from schema 1003"},
+      {"no-table.sqlite", fromSample("DROP TABLE tarnlib_Material_tags"),
+       "damaged: table tarnlib_Material_tags is missing"},
+      {"no-meta.sqlite", fromSample("DELETE FROM tarnlib_Meta"), "damaged: no metadata row"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string file = dir.file(c.name);
+    c.make(file);
+    const std::string before = readBytes(file);
+    failsWith({"info", file}, file, c.reason);
+    failsWith({"list", file, "material"}, file, c.reason);
+    failsWith({"remove", file, "material", "1"}, file, c.reason);
+    EXPECT_EQ(readBytes(file), before);
+  }
+}
+
+TEST_F(Tarn, BadFiles_DamagedPagesAreFoundBeforeTheyAreRead) {
+  std::string page;
+  int pageSize = 0;
+  {
+    RawDb db(demo);
+    page = db.value("SELECT rootpage FROM sqlite_master WHERE name = 'tarnlib_Composition_plies'");
+    pageSize = std::stoi(db.value("PRAGMA page_size"));
+  }
+  std::string bytes = readBytes(demo);
+  // No b-tree page has this type.
+  bytes[static_cast<std::size_t>(std::stoi(page) - 1) * pageSize] = 0x7F;
+  writeBytes(demo, bytes);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"info", demo}, {"purge", demo, "composition"}}) {
+    Outcome r = run(args);
+    SCOPED_TRACE(describe(args, r));
+    EXPECT_EQ(r.status, 2);
+    const std::string start = "tarn: " + demo + ": damaged: SQLite finds its pages inconsistent (";
+    EXPECT_EQ(r.err.rfind(start, 0), 0u);
+    EXPECT_EQ(lineCount(r.err), 1u);
+  }
+  EXPECT_EQ(readBytes(demo), bytes);
 }
 
 TEST_F(Tarn, BadArguments_FailWithTheirOwnStatus) {

@@ -1,13 +1,15 @@
 // Opening catalogue files for the commands, so that each bad file gets one clear
 // message and a file is changed only by a command that means to change it.
 //
-// The library's open turns any SQLite database without catalogue tables into an
-// empty catalogue, and migrates an older file in place, even when asked for
-// read-only access. A tool pointed at the wrong file must not do either. So a
-// file on disk is first opened as a copy in memory: that copy tells whether the
-// file is a catalogue at all, whether opening would migrate it, and whether it
-// was written by a newer version. Commands that only read then work on that
-// migrated copy when the file is older, and the file stays as it was.
+// The library's open migrates an older file in place, even when asked for
+// read-only access, and on failure says only that it failed. A tool pointed at
+// the wrong file must not change it, and its user needs to know what is wrong.
+// So a file is first examined with SQLite itself on a read-only connection:
+// whether it is an SQLite database, whether another process holds it, whether
+// its pages are sound, which schema version it records, and whether the tables
+// and the metadata row of that schema are there. Commands that only read an
+// older file then work on a migrated copy in memory, and the file stays as it
+// was.
 #ifndef TARN_CATALOGUE_FILE_H_
 #define TARN_CATALOGUE_FILE_H_
 
@@ -16,6 +18,7 @@
 #include <optional>
 #include <string>
 
+#include "common.h"
 #include "tarnlib/library.h"
 
 namespace tarn {
@@ -49,6 +52,13 @@ Catalogue createCatalogue(const std::string& file, tarnlib::LibraryUnit unit, co
 
 // The schema version this build of the library writes.
 std::uint64_t currentSchemaVersion();
+
+// Whether another process holds the file's write lock or, with `whole`, has it
+// open at all, after waiting up to `waitMs` for it to let go. Taking the lock
+// also rolls back a write that an interrupted process left in the journal.
+bool heldByOthers(const std::string& file, int waitMs, bool whole = false);
+// The Failure for a file another process is writing to.
+Failure busy(const std::string& file);
 
 // Removes the file (or memory file) if it exists; Failure when it cannot.
 void removeFile(const std::string& file);

@@ -32,6 +32,9 @@ void onFile(const std::string& file, const std::function<void()>& work) {
     work();
   } catch (const tarnlib::LibraryReadOnly&) {
     throw Failure(file, "the file is read-only; nothing changed");
+  } catch (const tarnlib::RetryLimitExceeded&) {
+    // The library gives up on a file another process keeps locked.
+    throw busy(file);
   } catch (const tarnlib::Exception& e) {
     throw Failure(file, messageOf(e));
   }
@@ -145,7 +148,13 @@ void addVacuum(CLI::App& app, Commands& commands) {
     {
       Catalogue catalogue = openNoted(*file, Access::Write);
       onFile(*file, [&] {
-        if (!catalogue.library().vacuum()) throw Failure(*file, "could not be compacted");
+        if (catalogue.library().vacuum()) return;
+        // SQLite compacts a file only when no other connection has it open.
+        if (heldByOthers(*file, 0, true))
+          throw Failure(*file,
+                        "busy: another process has it open, and compacting needs it alone; try again when "
+                        "it is done");
+        throw Failure(*file, "could not be compacted");
       });
     }
     std::cout << "compacted " << *file << ": " << sizeText(before) << " -> " << sizeText(fileSize(*file))
