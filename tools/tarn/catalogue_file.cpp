@@ -388,9 +388,34 @@ void refuseIfBusy(const std::string& file, int waitMs) {
                 "cannot be opened by the library, although its version, tables and metadata look right");
 }
 
+// The checks before a file is replaced.
+void checkReplaceable(const std::string& file, const struct stat& status) {
+  if (S_ISDIR(status.st_mode)) throw Failure(file, "is a folder, not a catalogue");
+  // A file marked read-only is not replaced, even by a user who may.
+  if (::access(file.c_str(), W_OK) != 0 || (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
+    throw Failure(file, "is read-only; not replaced");
+  refuseIfBusy(file, kMomentMs);
+  // Taking the lock rolled back or checkpointed what no one uses any more, so a
+  // WAL or journal still there is another process's. Left beside the new file,
+  // SQLite would read it into that one.
+  std::error_code ec;
+  for (const char* suffix : {"-wal", "-journal"})
+    if (fs::exists(fs::u8path(file + suffix), ec))
+      throw Failure(file, "busy: another process has it open; try again when it is done");
+}
+
 bool writableWithFolder(const std::string& file) {
   const fs::path folder = fs::u8path(file).parent_path();
   return ::access(file.c_str(), W_OK) == 0 && ::access(folder.empty() ? "." : folder.c_str(), W_OK) == 0;
+}
+
+void syncFolder(const std::string& file) {
+  // The move itself must reach the disk, not only the file's content.
+  fs::path folder = fs::u8path(file).parent_path();
+  const int fd = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return;
+  ::fsync(fd);
+  ::close(fd);
 }
 
 }  // namespace
@@ -438,20 +463,6 @@ std::optional<std::uint64_t> fileSize(const std::string& file) {
   std::uintmax_t size = fs::file_size(fs::u8path(file), ec);
   if (ec) return std::nullopt;
   return static_cast<std::uint64_t>(size);
-}
-
-void removeFile(const std::string& file) {
-  Location where = locate(file);
-  if (where.memory) {
-    MemFs::instance().remove(where.memoryName);
-    return;
-  }
-  // A journal left beside a replaced file would be played into the new one.
-  for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
-    std::error_code ec;
-    fs::remove(fs::u8path(file + suffix), ec);
-    if (ec) throw Failure(file + suffix, "cannot be removed: " + ec.message());
-  }
 }
 
 Catalogue openCatalogue(const std::string& file, Access access) {
@@ -526,13 +537,10 @@ Catalogue openCatalogue(const std::string& file, Access access) {
 }
 
 Catalogue createCatalogue(const std::string& file, tarnlib::LibraryUnit unit, const std::string& guid) {
-  if (fileExists(file)) throw Failure(file, "already exists; nothing changed");
   refuseIfReadOnly(file);
-  Catalogue result;
-  result.file_ = file;
-  result.library_ = Library::create(wide(file), unit, wide(guid));
-  if (!result.library_) throw Failure(file, "cannot be created");
-  return result;
+  NewCatalogue made(file, false, unit, guid);
+  made.commit();
+  return std::move(made.catalogue());
 }
 
 // ---- Catalogue
@@ -561,6 +569,96 @@ void Catalogue::release() noexcept {
   library_.reset();
   if (!copy_.isEmpty()) MemFs::instance().remove(copy_);
   copy_ = OdString();
+}
+
+// ---- NewCatalogue
+
+NewCatalogue::NewCatalogue(const std::string& file, bool replace, tarnlib::LibraryUnit unit,
+                           const std::string& guid)
+    : file_(file), replace_(replace) {
+  catalogue_.file_ = file;
+  Location where = locate(file);
+  if (where.memory) {
+    if (MemFs::instance().open(where.memoryName, false)) {
+      if (!replace) throw Failure(file, "already exists; nothing changed");
+      MemFs::instance().remove(where.memoryName);
+    }
+    memoryName_ = where.memoryName;
+    catalogue_.library_ = Library::create(memoryUrl(where.memoryName), unit, wide(guid));
+    if (!catalogue_.library_) {
+      removeTemporary();
+      throw Failure(file, "cannot be created");
+    }
+    return;
+  }
+
+  struct stat status;
+  if (::stat(file.c_str(), &status) == 0) {
+    if (!replace) throw Failure(file, "already exists; nothing changed");
+    checkReplaceable(file, status);
+  }
+  // Hidden, unique, and in the same folder, so that the move is a rename.
+  fs::path path = fs::u8path(file);
+  std::string pattern = (path.parent_path() / ("." + path.filename().u8string() + ".tarn-XXXXXX")).u8string();
+  const int fd = ::mkstemp(pattern.data());
+  if (fd < 0) throw Failure(file, "cannot be created: " + errorText(errno));
+  temporary_ = pattern;
+  // mkstemp makes the file private; a catalogue gets the modes any new file gets.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  ::fchmod(fd, 0666 & ~mask);
+  ::close(fd);
+  catalogue_.library_ = Library::create(wide(temporary_), unit, wide(guid));
+  if (!catalogue_.library_) {
+    removeTemporary();
+    throw Failure(file, "cannot be created");
+  }
+}
+
+NewCatalogue::~NewCatalogue() {
+  // Its connections close before its file goes.
+  catalogue_.release();
+  removeTemporary();
+}
+
+void NewCatalogue::commit() {
+  if (temporary_.empty()) {
+    memoryName_ = OdString();
+    return;
+  }
+  int moved;
+  if (replace_) {
+    // The file may have changed hands while the catalogue was built.
+    struct stat status;
+    if (::stat(file_.c_str(), &status) == 0) checkReplaceable(file_, status);
+    moved = std::rename(temporary_.c_str(), file_.c_str());
+  } else {
+    // Never over a file another process made meanwhile.
+    moved = ::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, file_.c_str(), RENAME_NOREPLACE);
+    if (moved != 0 && (errno == EINVAL || errno == ENOSYS)) {
+      // The file system has no such rename: a new link fails just the same on an existing name.
+      moved = ::link(temporary_.c_str(), file_.c_str());
+      if (moved == 0) ::unlink(temporary_.c_str());
+    }
+  }
+  if (moved != 0) {
+    const int error = errno;
+    if (error == EEXIST)
+      throw Failure(file_, "already exists (another process made it meanwhile); nothing changed");
+    throw Failure(file_, "cannot be put in place: " + errorText(error));
+  }
+  temporary_.clear();
+  syncFolder(file_);
+}
+
+void NewCatalogue::removeTemporary() noexcept {
+  if (!memoryName_.isEmpty()) {
+    MemFs::instance().remove(memoryName_);
+    memoryName_ = OdString();
+  }
+  if (temporary_.empty()) return;
+  for (const char* suffix : {"", "-journal", "-wal", "-shm"}) ::unlink((temporary_ + suffix).c_str());
+  temporary_.clear();
 }
 
 }  // namespace tarn

@@ -9,7 +9,7 @@
 // its pages are sound, which schema version it records, and whether the tables
 // and the metadata row of that schema are there. Commands that only read an
 // older file then work on a migrated copy in memory, and the file stays as it
-// was.
+// was. New catalogues are built aside and moved into place (NewCatalogue).
 #ifndef TARN_CATALOGUE_FILE_H_
 #define TARN_CATALOGUE_FILE_H_
 
@@ -60,8 +60,6 @@ bool heldByOthers(const std::string& file, int waitMs, bool whole = false);
 // The Failure for a file another process is writing to.
 Failure busy(const std::string& file);
 
-// Removes the file (or memory file) if it exists; Failure when it cannot.
-void removeFile(const std::string& file);
 bool fileExists(const std::string& file);
 // The file's size in bytes, when it can be told.
 std::optional<std::uint64_t> fileSize(const std::string& file);
@@ -81,7 +79,7 @@ class Catalogue {
 
  private:
   friend Catalogue openCatalogue(const std::string&, Access);
-  friend Catalogue createCatalogue(const std::string&, tarnlib::LibraryUnit, const std::string&);
+  friend class NewCatalogue;
   Catalogue() = default;
   void release() noexcept;
 
@@ -89,6 +87,37 @@ class Catalogue {
   Schema schema_ = Schema::Current;
   OdString copy_;  // the memory file backing a probe copy still in use
   std::shared_ptr<tarnlib::Library> library_;
+};
+
+// A new catalogue, built under a temporary name in the folder of its file and
+// moved there by commit(), so that no other process ever sees it half made and
+// a failure leaves the file as it was. A memory file (memvfs://NAME) lives in
+// this process only and is built in place.
+class NewCatalogue {
+ public:
+  // Throws Failure naming `file`, with nothing changed, when the file exists and
+  // `replace` is false; when replacing, when it is a folder, is read-only or is
+  // being written by another process; and when the catalogue cannot be made.
+  NewCatalogue(const std::string& file, bool replace, tarnlib::LibraryUnit unit, const std::string& guid);
+  // Without a commit, removes what it made: the temporary file and its journals.
+  ~NewCatalogue();
+  NewCatalogue(const NewCatalogue&) = delete;
+  NewCatalogue& operator=(const NewCatalogue&) = delete;
+
+  Catalogue& catalogue() { return catalogue_; }
+  // Puts the catalogue in place of the file; it stays open for reading. Throws
+  // Failure when the move fails, and (without `replace`) when another process
+  // made the file meanwhile, which is then left as it is.
+  void commit();
+
+ private:
+  void removeTemporary() noexcept;
+
+  std::string file_;
+  bool replace_;
+  std::string temporary_;  // empty for a memory file and once committed
+  OdString memoryName_;    // a memory file made here, until committed
+  Catalogue catalogue_;
 };
 
 }  // namespace tarn

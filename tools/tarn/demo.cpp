@@ -371,38 +371,30 @@ void run(const std::string& file, bool force, const std::string& data) {
   for (const char* name : kDataFiles) readers.emplace_back(folder / name);
 
   refuseIfReadOnly(file);
-  if (fileExists(file)) {
-    if (!force) throw Failure(file, "already exists; give --force to replace it");
-    removeFile(file);
-  }
-  try {
-    Catalogue catalogue = createCatalogue(file, tarnlib::LibraryUnit::Millimeter, "");
-    onFile(file, [&] {
-      tarnlib::Library& library = catalogue.library();
-      {
-        // One transaction for the whole catalogue: a single commit instead of
-        // one per object.
-        tarnlib::Transaction transaction(catalogue.shared(), tarnlib::Transaction::kBeginCurrent);
-        Builder builder(library);
-        builder.layers(readers[0]);
-        builder.materials(readers[1]);
-        builder.compositions(readers[2]);
-        transaction.commit();
-      }
-      std::cout << "Built the sample catalogue " << file << " from " << folder.string() << ".\n";
-      printSummary(library);
-      printInsulation(library);
-      printExternalWalls(library);
-      printUses(library, L"Reinforced concrete");
-    });
-  } catch (...) {
-    try {
-      removeFile(file);
-    } catch (const Failure&) {
-      // The first failure is the one to report.
-    }
-    throw;
-  }
+  if (!force && fileExists(file)) throw Failure(file, "already exists; give --force to replace it");
+  // Built aside and moved into place, so that a failure, or another process at
+  // the same file, never finds a half-made catalogue there.
+  NewCatalogue made(file, force, tarnlib::LibraryUnit::Millimeter, "");
+  Catalogue& catalogue = made.catalogue();
+  onFile(file, [&] {
+    // One transaction for the whole catalogue: a single commit instead of one
+    // per object.
+    tarnlib::Transaction transaction(catalogue.shared(), tarnlib::Transaction::kBeginCurrent);
+    Builder builder(catalogue.library());
+    builder.layers(readers[0]);
+    builder.materials(readers[1]);
+    builder.compositions(readers[2]);
+    transaction.commit();
+  });
+  made.commit();
+  onFile(file, [&] {
+    const tarnlib::Library& library = catalogue.library();
+    std::cout << "Built the sample catalogue " << file << " from " << folder.string() << ".\n";
+    printSummary(library);
+    printInsulation(library);
+    printExternalWalls(library);
+    printUses(library, L"Reinforced concrete");
+  });
   if (file.find("://") != std::string::npos)
     std::cout << "\nThe catalogue lived in memory and is gone now that tarn ends.\n";
   else
