@@ -320,15 +320,13 @@ Examined examine(const Connection& db) {
 
   const auto current = static_cast<std::int64_t>(fresh.version);
   if (result.version > current) {
-    std::int64_t compatibility = 0;
-    sqlite3_stmt* stmt = nullptr;
     // A file without the column is refused by the library like an incompatible one.
+    std::int64_t compatibility = result.version;
+    sqlite3_stmt* stmt = nullptr;
     if (sqlite3_prepare_v2(db.get(), "SELECT compatibility FROM schema_version WHERE name = 'tarnlib'", -1,
                            &stmt, nullptr) == SQLITE_OK &&
         sqlite3_step(stmt) == SQLITE_ROW)
       compatibility = sqlite3_column_int64(stmt, 0);
-    else
-      compatibility = result.version;
     sqlite3_finalize(stmt);
     if (compatibility > current)
       throw Failure(file, "written by a newer version (schema " + std::to_string(result.version) +
