@@ -80,6 +80,22 @@ struct TARNLIB_EXPORT CompositionCriteria {
   std::set<std::uint32_t> type_ids;   // CompositionType ids; empty: any
 };
 
+// Profiles of any class by their size text, series and standard. The masks and
+// sets filter only when not empty.
+struct TARNLIB_EXPORT ProfileCriteria {
+  StringCriteria size;
+  StringCriteria series;    // the name of the profile's ProfileName
+  StringCriteria standard;  // the name of its standard; unset(): series outside any standard
+  std::uint32_t types = 0;  // OR-ed ProfileType bits of the series; 0: any
+  std::set<ObjectType> classes;  // most-derived classes to keep (exactly these); empty: any
+};
+
+struct TARNLIB_EXPORT ProfileNameCriteria {
+  StringCriteria name;
+  std::uint32_t types = 0;  // OR-ed ProfileType bits; 0: any
+  StringCriteria standard;  // the standard's name; unset(): names outside any standard
+};
+
 }  // namespace tarnlib
 
 #endif  // TARNLIB_CRITERIA_H_

@@ -2,11 +2,18 @@
 #ifndef TARNLIB_KEYS_H_
 #define TARNLIB_KEYS_H_
 
+#include <cstdint>
+
 #include "tarnlib/export.h"
 #include "tarnlib/object.h"
 #include "tarnlib/platform/OdString.h"
 
 namespace tarnlib {
+
+class IdMapping;
+class Profile;
+class ProfileName;
+enum class ProfileType : std::int32_t;
 
 // A custom property is unique by its name within its object type.
 struct TARNLIB_EXPORT NameTypeKey {
@@ -22,6 +29,31 @@ struct TARNLIB_EXPORT AssetKey {
   AssetKey() = default;
   explicit AssetKey(const OdString& n) : name(n) {}
   OdString name;
+};
+
+// A profile is unique by its series and size.
+struct TARNLIB_EXPORT ProfileKey {
+  ProfileKey() = default;
+  ProfileKey(std::uint32_t nameId, const OdString& sizeText) : name_id(nameId), size(sizeText) {}
+  // The profile's size and the id of its series; the id of the series'
+  // counterpart when `mapping` has one (a key for the destination of a copy).
+  static ProfileKey make(const Profile& profile, const IdMapping& mapping);
+
+  std::uint32_t name_id = 0;  // id of the ProfileName
+  OdString size;
+};
+
+// A series is unique by its name, standard and type.
+struct TARNLIB_EXPORT ProfileNameKey {
+  ProfileNameKey();
+  ProfileNameKey(const OdString& n, std::uint32_t standardId, ProfileType t)
+      : name(n), standard_id(standardId), type(t) {}
+  // Translates the standard's id through `mapping` as ProfileKey::make does.
+  static ProfileNameKey make(const ProfileName& name, const IdMapping& mapping);
+
+  OdString name;
+  std::uint32_t standard_id = 0;  // 0: a series outside any standard
+  ProfileType type;
 };
 
 }  // namespace tarnlib

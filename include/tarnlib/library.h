@@ -118,6 +118,8 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   template <class T> TnSmartPtr<T> get(const NameKey& key) const;
   template <class T> TnSmartPtr<T> get(const NameTypeKey& key) const;
   template <class T> TnSmartPtr<T> get(const AssetKey& key) const;
+  template <class T> TnSmartPtr<T> get(const ProfileKey& key) const;
+  template <class T> TnSmartPtr<T> get(const ProfileNameKey& key) const;
   template <class T> void get(std::vector<TnSmartPtr<T>>& out) const;
   template <class T> void get(std::vector<TnSmartPtr<T>>& out, const std::set<std::uint32_t>& ids) const;
   template <class T>
@@ -126,6 +128,11 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   template <class T> bool exists(const NameKey& key) const;
   template <class T> bool exists(const NameTypeKey& key) const;
   template <class T> bool exists(const AssetKey& key) const;
+  template <class T> bool exists(const ProfileKey& key) const;
+  template <class T> bool exists(const ProfileNameKey& key) const;
+  // Queries that answer plain rows rather than objects (ProfilesPanelQuery):
+  // appends the rows of `query` to `out`.
+  template <class Q> void get(std::vector<typename Q::Row>& out, const Q& query) const;
   template <class T> std::size_t count() const;
   template <class T> std::size_t count(const typename ObjectTraits<T>::criteria_type& criteria) const;
 

@@ -21,6 +21,8 @@
 #include "tarnlib/material.h"
 #include "tarnlib/memfs.h"
 #include "tarnlib/object.h"
+#include "tarnlib/profile.h"
+#include "tarnlib/profile_shapes.h"
 #include "tarnlib/tag.h"
 #include "tarnlib/transaction.h"
 #include "tarnlib/translations.h"

@@ -187,6 +187,8 @@ class WriteContext {
   virtual TnSmartPtr<Object> store(const Object& object) = 0;
   // Appends the objects of `type` that `selection` picks, in id order.
   virtual void load(ObjectType type, const Selection& selection, std::vector<TnSmartPtr<Object>>& out) = 0;
+  // The library the object is being written into.
+  virtual const Library& library() const = 0;
   // Points a member of `owner` at `target`; put back if the transaction does
   // not commit.
   virtual void repoint(Object& owner, const RefSlot& slot, Object* target) = 0;

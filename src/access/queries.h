@@ -46,6 +46,10 @@ Query queryFor(const Mapping& mapping, const AssetKey& key);
 Query queryFor(const Mapping& mapping, const AssetCriteria& criteria);
 Query queryFor(const Mapping& mapping, const MaterialCriteria& criteria);
 Query queryFor(const Mapping& mapping, const CompositionCriteria& criteria);
+Query queryFor(const Mapping& mapping, const ProfileKey& key);
+Query queryFor(const Mapping& mapping, const ProfileNameKey& key);
+Query queryFor(const Mapping& mapping, const ProfileCriteria& criteria);
+Query queryFor(const Mapping& mapping, const ProfileNameCriteria& criteria);
 
 // Appends the conditions of a criteria record over the columns of `table`, the
 // quoted name or alias of the class's (single) table.

@@ -59,6 +59,7 @@ class Saver final : public WriteContext {
   TnSmartPtr<Object> store(const Object& object) override { return save(object); }
   void load(ObjectType type, const Selection& selection, std::vector<TnSmartPtr<Object>>& out) override;
   void repoint(Object& owner, const RefSlot& slot, Object* target) override;
+  const Library& library() const override { return *library_; }
 
  private:
   Outcome write(Object& object, const Mapping& mapping);

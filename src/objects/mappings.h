@@ -18,6 +18,13 @@ const access::Mapping& materialTypeMapping();
 const access::Mapping& materialMapping();
 const access::Mapping& compositionTypeMapping();
 const access::Mapping& compositionMapping();
+const access::Mapping& profileStandardMapping();
+const access::Mapping& profileNameMapping();
+const access::Mapping& profileMapping();
+const access::Mapping& customProfileMapping();
+const access::Mapping& parametrizedProfileMapping();
+// Every parametric shape's, from its description.
+const access::Mapping& shapeMapping(ObjectType type);
 
 // Initialises the runtime classes and the mappings once per process; every
 // factory and library opening calls it, so downcasts work from the start.

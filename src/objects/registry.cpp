@@ -1,11 +1,13 @@
 #include <mutex>
 
 #include "objects/mappings.h"
+#include "objects/profile_support.h"
 #include "tarnlib/asset.h"
 #include "tarnlib/composition.h"
 #include "tarnlib/custom_property.h"
 #include "tarnlib/layer.h"
 #include "tarnlib/material.h"
+#include "tarnlib/profile.h"
 #include "tarnlib/tag.h"
 
 namespace tarnlib {
@@ -24,6 +26,10 @@ void registerAllMappings() {
   objects::materialMapping();
   objects::compositionTypeMapping();
   objects::compositionMapping();
+  objects::profileStandardMapping();
+  objects::profileNameMapping();
+  objects::customProfileMapping();
+  for (const objects::Shape& shape : objects::shapes()) objects::shapeMapping(shape.type);
 }
 
 }  // namespace access
@@ -46,6 +52,12 @@ void ensureClasses() {
     Material::rxInit();
     CompositionType::rxInit();
     Composition::rxInit();
+    ProfileStandard::rxInit();
+    ProfileName::rxInit();
+    Profile::rxInit();
+    CustomProfile::rxInit();
+    ParametrizedProfile::rxInit();
+    initShapeClasses();
   });
 }
 
