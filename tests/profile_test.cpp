@@ -118,6 +118,12 @@ TEST_F(ProfileTest, NamedAccessors_ReadAndWriteTheirColumns_OptionalOnesAbsentAs
   EXPECT_EQ(row("tarnlib_AsymmetricIShapeProfile", s), std::to_string(s) + "|150.0|NULL|NULL|NULL");
 
   auto loaded = library->get<LShapeProfile>(a);
+  std::string listed;
+  for (const auto& d : loaded->dimensions())
+    listed += std::string(d.name) + (d.present ? "=" + std::to_string(static_cast<int>(d.value * 10)) : "") + " ";
+  EXPECT_EQ(listed,
+            "depth=1000 width thickness=100 filletRadius edgeRadius legSlope=5 centreOfGravityInX "
+            "centreOfGravityInY ");
   EXPECT_FALSE(loaded->has_width());
   EXPECT_EQ(loaded->width(), 0.0);
   EXPECT_TRUE(loaded->has_leg_slope());

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "tarnlib/criteria.h"
 #include "tarnlib/guid.h"
@@ -177,6 +178,19 @@ class TARNLIB_EXPORT CustomProfile : public Profile {
 // The root of the parametric shapes (profile_shapes.h); no dimensions of its own.
 class TARNLIB_EXPORT ParametrizedProfile : public Profile {
   TARNLIB_DECLARE_OBJECT(ParametrizedProfile)
+
+ public:
+  // One dimension as data, for code that handles every shape alike (a
+  // property grid, a listing): its stored column name ("flangeWidth"), whether
+  // it is optional and present, and its value (0 when absent).
+  struct Dimension {
+    const char* name;
+    bool optional;
+    bool present;
+    double value;
+  };
+  // Every dimension of the shape, its bases' first, in column order.
+  std::vector<Dimension> dimensions() const;
 
  protected:
   explicit ParametrizedProfile(std::unique_ptr<Profile::Impl> impl);

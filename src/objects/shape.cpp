@@ -212,6 +212,15 @@ const access::Mapping& shapeMapping(ObjectType type);
 
 }  // namespace objects
 
+std::vector<ParametrizedProfile::Dimension> ParametrizedProfile::dimensions() const {
+  std::vector<Dimension> out;
+  const objects::Shape* shape = objects::shapeOf(tarnlibType());
+  if (!shape) return out;
+  for (std::size_t i = 0; i < shape->all.size(); ++i)
+    out.push_back(Dimension{shape->all[i].column, shape->all[i].optional, impl_->present[i], impl_->dimensions[i]});
+  return out;
+}
+
 #define TARNLIB_DEFINE_SHAPE(Class, Base)                                                         \
   TARNLIB_DEFINE_OBJECT(Class, Base)                                                              \
   TARNLIB_DEFINE_PROFILE_CLASS(Class, Base)                                                       \
