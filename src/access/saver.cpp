@@ -314,19 +314,23 @@ void Saver::writeContainers(Object& object, const Mapping& mapping, bool replace
 
 std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
   db::Connection& connection = tx_.connection();
-  // The first unique index of the chain is the class's key (a name mostly).
-  // Only a row equal on it is the same object: a new object that collides on
-  // another unique index (an information asset's code) is a different object
-  // and is refused, not bound to that row.
+  // The class's key is its first unique index (a name mostly) on which the
+  // object has no NULL: an unnamed unit is known by its measure and label.
+  // Only a row equal on that key is the same object: a new object that
+  // collides on another unique index (an information asset's code) is a
+  // different object and is refused, not bound to that row.
   for (const TableBinding* t : mapping.chain()) {
     for (const db::Index& index : t->table->indexes()) {
       if (!index.unique) continue;
-      std::string sql = "SELECT \"id\" FROM " + db::quote(t->table->name()) + " WHERE ";
-      for (std::size_t i = 0; i < index.columns.size(); ++i)
-        sql += (i ? " AND " : "") + db::quote(index.columns[i]) + " = ?";
-      auto stmt = connection.prepare(sql);
-      // Bind the object's values of the index columns; "= NULL" never matches,
-      // as a NULL never collides under a unique index either.
+      std::string anyNull;
+      std::string where;
+      for (std::size_t i = 0; i < index.columns.size(); ++i) {
+        const std::string param = "?" + std::to_string(i + 1);
+        anyNull += (i ? " OR " : "") + param + " IS NULL";
+        where += (i ? " AND " : "") + db::quote(index.columns[i]) + " = " + param;
+      }
+      auto stmt = connection.prepare("SELECT " + anyNull + ", (SELECT \"id\" FROM " + db::quote(t->table->name()) +
+                                     " WHERE " + where + ")");
       for (std::size_t i = 0; i < index.columns.size(); ++i) {
         const int param = static_cast<int>(i);
         bool bound = false;
@@ -344,7 +348,8 @@ std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
         }
         if (!bound) stmt->bindNull(param);
       }
-      return stmt->step() ? stmt->id(0) : 0;
+      if (!stmt->step() || stmt->int64(0) != 0) continue;  // not this object's key
+      return stmt->isNull(1) ? 0 : stmt->id(1);
     }
   }
   return 0;
