@@ -28,6 +28,10 @@ namespace tarnlib {
 // The length system of a library, fixed at creation; 25.4 between the two.
 enum class LibraryUnit : std::int32_t { Inch = 0, Millimeter = 1 };
 
+class Unit;
+class DefaultUnit;
+class ColumnUnit;
+
 namespace detail {
 class LibraryAccess;
 }
@@ -104,6 +108,30 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
 
   // Compacts the file. False when SQLite refuses (read-only, inside a transaction).
   bool vacuum();
+
+  // ---- Default and column units (unit.h). Each runs in the calling thread's
+  // transaction on this library or in one of its own, like every operation.
+  // Writers throw what saving throws; nothing found is null or empty.
+
+  // The default unit of the measure named `measureName`; null when the measure
+  // is unknown or has none.
+  TnSmartPtr<const Unit> defaultUnit(const OdString& measureName) const;
+  // Saves `unit` (with its measure) into this library, then makes it its
+  // measure's default. Null does nothing.
+  void setDefaultUnit(const TnSmartPtr<const Unit>& unit);
+  // Every default unit, in the order of the measures' names.
+  std::vector<DefaultUnit> defaultUnits() const;
+  // Whether the measure had a default that is now gone.
+  bool removeDefaultUnit(const OdString& measureName);
+  // The unit the values of a stored column are kept in; null when none is set.
+  TnSmartPtr<const Unit> columnUnit(const OdString& table, const OdString& column) const;
+  // Saves `unit` into this library and records it for the column. Null does
+  // nothing.
+  void setColumnUnit(const OdString& table, const OdString& column, const TnSmartPtr<const Unit>& unit);
+  // Every column unit, ordered by table and column.
+  std::vector<ColumnUnit> columnUnits() const;
+  // Whether the column had a unit that is now gone.
+  bool removeColumnUnit(const OdString& table, const OdString& column);
 
   // ---- Retrieval. Nothing found is a null pointer or nothing appended, never an
   // exception; an id of 0 or an empty GUID returns at once. Vector forms append.

@@ -26,5 +26,6 @@
 #include "tarnlib/tag.h"
 #include "tarnlib/transaction.h"
 #include "tarnlib/translations.h"
+#include "tarnlib/unit.h"
 
 #endif  // TARNLIB_TARNLIB_H_

@@ -72,6 +72,11 @@ Mapping& Mapping::beforeWrite(BeforeWrite hook) {
   return *this;
 }
 
+Mapping& Mapping::lengths(LengthConversion convert) {
+  lengths_ = convert;
+  return *this;
+}
+
 namespace {
 
 struct Registry {

@@ -243,6 +243,15 @@ class Mapping {
   Mapping& reference(std::string column, ObjectType target, RefSlot (*slot)(Object&));
   Mapping& container(std::unique_ptr<ContainerBinding> binding);
   Mapping& beforeWrite(BeforeWrite hook);
+  // How the class converts its lengths by a factor (a change of length
+  // system); classes without lengths have none. Subclasses inherit it.
+  using LengthConversion = void (*)(Object& object, double factor);
+  Mapping& lengths(LengthConversion convert);
+  LengthConversion lengthConversion() const {
+    for (const Mapping* m = this; m; m = m->base_)
+      if (m->lengths_) return m->lengths_;
+    return nullptr;
+  }
   // Checks that every column of the class's table is bound (a forgotten column
   // would silently not be stored) and links the chain; throws std::logic_error.
   const Mapping& seal();
@@ -262,6 +271,7 @@ class Mapping {
   std::vector<const ContainerBinding*> containers_;
   std::vector<BeforeWrite> ownHooks_;
   std::vector<BeforeWrite> hooks_;
+  LengthConversion lengths_ = nullptr;
 };
 
 // The mapping of a type; std::out_of_range for a type without one (8, 9, 10, 12).

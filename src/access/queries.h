@@ -17,6 +17,7 @@
 
 namespace tarnlib {
 struct AssetCriteria;
+struct UnitCriteria;
 }
 
 namespace tarnlib::access {
@@ -50,6 +51,7 @@ Query queryFor(const Mapping& mapping, const ProfileKey& key);
 Query queryFor(const Mapping& mapping, const ProfileNameKey& key);
 Query queryFor(const Mapping& mapping, const ProfileCriteria& criteria);
 Query queryFor(const Mapping& mapping, const ProfileNameCriteria& criteria);
+Query queryFor(const Mapping& mapping, const UnitCriteria& criteria);
 
 // Appends the conditions of a criteria record over the columns of `table`, the
 // quoted name or alias of the class's (single) table.

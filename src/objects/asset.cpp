@@ -297,6 +297,20 @@ bool BimAsset::operator==(const BimAsset& other) const {
          a.thicknesses == b.thicknesses;
 }
 
+namespace {
+
+// A change of length system: the set is rebuilt, so thicknesses that become
+// equal collapse into one.
+void convertBimAssetLengths(Object& object, double factor) {
+  BimAsset::Impl& a = static_cast<BimAsset&>(object).impl();
+  std::set<double> converted;
+  for (double t : a.thicknesses) converted.insert(t * factor);
+  a.thicknesses = std::move(converted);
+  a.state.dirty = true;
+}
+
+}  // namespace
+
 const access::Mapping& objects::bimAssetMapping() {
   using C = BimAsset;
   static access::Mapping mapping(ObjectType::BimAsset, "BimAsset", &assetMapping(),
@@ -314,6 +328,7 @@ const access::Mapping& objects::bimAssetMapping() {
           .container(access::collection<access::ValueSetCodec<double>>(
               schema::table("tarnlib_BimAsset_thicknesses"),
               +[](Object& o) { return &static_cast<C&>(o).impl().thicknesses; }))
+          .lengths(&convertBimAssetLengths)
           .seal();
   return sealed;
 }

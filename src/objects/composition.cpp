@@ -419,6 +419,15 @@ struct PlyCodec {
   static void insert(Collection& plies, Element&& ply) { plies.push_back(std::move(ply)); }
 };
 
+// A change of length system: every ply, then the variable ply's bounds.
+void convertCompositionLengths(Object& object, double factor) {
+  Composition::Impl& c = static_cast<Composition&>(object).impl();
+  c.state.dirty = true;
+  for (Ply& ply : c.plies) ply.thickness *= factor;
+  c.variable_ply_min_thickness *= factor;
+  if (c.variable_ply_max_thickness) *c.variable_ply_max_thickness *= factor;
+}
+
 void beforeCompositionWrite(Object& object, access::WriteContext& context) {
   objects::resolveCustomProperties(object, static_cast<Composition&>(object).impl().custom_values,
                                    ObjectType::Composition, context);
@@ -457,6 +466,7 @@ const access::Mapping& objects::compositionMapping() {
               schema::table("tarnlib_Composition_merge_guids"),
               +[](Object& o) { return &static_cast<C&>(o).impl().merge_guids; }))
           .beforeWrite(&beforeCompositionWrite)
+          .lengths(&convertCompositionLengths)
           .seal();
   return sealed;
 }

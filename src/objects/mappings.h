@@ -23,6 +23,8 @@ const access::Mapping& profileNameMapping();
 const access::Mapping& profileMapping();
 const access::Mapping& customProfileMapping();
 const access::Mapping& parametrizedProfileMapping();
+const access::Mapping& measureMapping();
+const access::Mapping& unitMapping();
 // Every parametric shape's, from its description.
 const access::Mapping& shapeMapping(ObjectType type);
 

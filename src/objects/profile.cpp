@@ -479,7 +479,10 @@ const access::Mapping& objects::customProfileMapping() {
 const access::Mapping& objects::parametrizedProfileMapping() {
   static access::Mapping mapping(ObjectType::ParametrizedProfile, "ParametrizedProfile", &profileMapping(),
                                  nullptr);
-  static const access::Mapping& sealed = mapping.table("tarnlib_ParametrizedProfile").seal();
+  static const access::Mapping& sealed =
+      mapping.table("tarnlib_ParametrizedProfile")
+          .lengths(+[](Object& o, double factor) { static_cast<Profile&>(o).convertByScaling(factor); })
+          .seal();
   return sealed;
 }
 

@@ -9,6 +9,7 @@
 #include "tarnlib/material.h"
 #include "tarnlib/profile.h"
 #include "tarnlib/tag.h"
+#include "tarnlib/unit.h"
 
 namespace tarnlib {
 
@@ -29,6 +30,8 @@ void registerAllMappings() {
   objects::profileStandardMapping();
   objects::profileNameMapping();
   objects::customProfileMapping();
+  objects::measureMapping();
+  objects::unitMapping();
   for (const objects::Shape& shape : objects::shapes()) objects::shapeMapping(shape.type);
 }
 
@@ -58,6 +61,8 @@ void ensureClasses() {
     CustomProfile::rxInit();
     ParametrizedProfile::rxInit();
     initShapeClasses();
+    Measure::rxInit();
+    Unit::rxInit();
   });
 }
 
