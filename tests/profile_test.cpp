@@ -38,7 +38,7 @@ class ProfileTest : public testing::LibraryTest {
     profile->set_name(ipe);
     profile->set_size(size);
     Profile::Impl& p = profile->impl();
-    for (std::size_t i = 0; i < p.dimensions.size(); ++i) {
+    for (std::size_t i = 0; i < objects::shapeOf(type)->all.size(); ++i) {
       p.dimensions[i] = 10.0 + static_cast<double>(i);
       p.present[i] = true;
     }

@@ -11,6 +11,8 @@
 #ifndef TARNLIB_GUID_H_
 #define TARNLIB_GUID_H_
 
+#include <utility>
+
 #include "tarnlib/export.h"
 #include "tarnlib/platform/OdString.h"
 
@@ -23,6 +25,7 @@ class TARNLIB_EXPORT Guid {
   Guid();
   // Keeps `text` as it is: no parsing, no normalising.
   explicit Guid(const OdString& text) : text_(text) {}
+  explicit Guid(OdString&& text) : text_(std::move(text)) {}
 
   const OdString& toString() const { return text_; }
   bool isEmpty() const { return text_.isEmpty(); }

@@ -4,6 +4,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 
 #include "access/object_access.h"
 #include "db/error.h"
@@ -162,13 +163,77 @@ TnSmartPtr<Object> Loader::loadOne(const Mapping& mapping, std::uint32_t id) {
   return out.empty() ? TnSmartPtr<Object>() : out.front();
 }
 
+namespace {
+
+// Puts the objects from `first` on into id order. The ids are read once: a
+// comparison through the objects would chase pointers in every step.
+void sortById(std::vector<TnSmartPtr<Object>>& out, std::size_t first) {
+  std::vector<std::pair<std::uint32_t, TnSmartPtr<Object>>> keyed;
+  keyed.reserve(out.size() - first);
+  for (std::size_t i = first; i < out.size(); ++i) keyed.emplace_back(out[i]->id(), std::move(out[i]));
+  std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (std::size_t i = 0; i < keyed.size(); ++i) out[first + i] = std::move(keyed[i].second);
+}
+
+}  // namespace
+
+namespace {
+
+// Whether an object of `mapping`'s hierarchy can be reached from one through
+// references, directly or over other types. Worked out once per class.
+bool canReferToItself(const Mapping& mapping) {
+  static std::mutex mutex;
+  static std::unordered_map<const Mapping*, bool> known;
+  std::lock_guard<std::mutex> lock(mutex);
+  auto it = known.find(&mapping);
+  if (it != known.end()) return it->second;
+  std::vector<const Mapping*> todo = concreteKindsOf(mapping);
+  std::set<const Mapping*> seen(todo.begin(), todo.end());
+  bool found = false;
+  while (!todo.empty() && !found) {
+    const Mapping* m = todo.back();
+    todo.pop_back();
+    std::vector<ObjectType> targets;
+    for (const TableBinding* t : m->chain())
+      for (const ReferenceBinding& r : t->references) targets.push_back(r.target);
+    for (const ContainerBinding* c : m->containers())
+      if (c->hasRef()) targets.push_back(c->refTarget());
+    for (ObjectType target : targets) {
+      const Mapping& referenced = mappingOf(target);
+      if (&referenced.root() == &mapping.root()) found = true;
+      for (const Mapping* kind : concreteKindsOf(referenced))
+        if (seen.insert(kind).second) todo.push_back(kind);
+    }
+  }
+  known.emplace(&mapping, found);
+  return found;
+}
+
+}  // namespace
+
 void Loader::load(const Mapping& mapping, const Selection& selection,
                   std::vector<TnSmartPtr<Object>>& out) {
+  loadHierarchy(mapping, selection, canReferToItself(mapping), out);
+}
+
+void Loader::loadHierarchy(const Mapping& mapping, const Selection& selection, bool remember,
+                           std::vector<TnSmartPtr<Object>>& out) {
   if (!mapping.hasDerived()) {
-    loadConcrete(mapping, selection, out);
+    loadConcrete(mapping, selection, selection.kind == Selection::Kind::All, remember, out);
     return;
   }
-  // A class with subclasses: find each row's most derived class, then load
+  const std::size_t first = out.size();
+  if (selection.kind == Selection::Kind::All) {
+    // Every object of a hierarchy: each concrete class reads its rows in one
+    // scan of its own tables, keeping those whose "typeid" names it (a class's
+    // table holds its subclasses' rows too).
+    const std::string typeId = qualified(mapping.root().table(), "typeid") + " = ?";
+    for (const Mapping* concrete : concreteKindsOf(mapping))
+      loadConcrete(*concrete, Selection::matching(typeId, {concrete->typeId()}), true, remember, out);
+    sortById(out, first);
+    return;
+  }
+  // Some objects of a hierarchy: find each row's most derived class, then load
   // every class's rows together.
   std::string scratch;
   std::map<const Mapping*, std::vector<std::uint32_t>> byClass;
@@ -180,13 +245,12 @@ void Loader::load(const Mapping& mapping, const Selection& selection,
       if (concrete && concrete->isKindOf(mapping)) byClass[concrete].push_back(stmt->id(0));
     }
   }
-  const std::size_t first = out.size();
-  for (auto& [concrete, ids] : byClass) loadConcrete(*concrete, Selection::of(std::move(ids)), out);
-  std::sort(out.begin() + static_cast<std::ptrdiff_t>(first), out.end(),
-            [](const TnSmartPtr<Object>& a, const TnSmartPtr<Object>& b) { return a->id() < b->id(); });
+  for (auto& [concrete, ids] : byClass)
+    loadConcrete(*concrete, Selection::of(std::move(ids)), false, remember, out);
+  sortById(out, first);
 }
 
-void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
+void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bool wholeClass, bool remember,
                           std::vector<TnSmartPtr<Object>>& out) {
   const ReadSql& sql = readSql(mapping);
   std::string scratch;
@@ -194,7 +258,6 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
   // 1. The rows of the class's tables, joined.
   std::map<ObjectType, std::vector<PendingRef>> pending;
   std::vector<Object*> fresh;  // loaded by this call, in id order
-  std::unordered_map<std::uint32_t, Object*> owners;
   {
     auto stmt = connection_.prepare(sql.rows->text(selection, scratch));
     bindSelection(*stmt, selection);
@@ -217,8 +280,7 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
         }
       }
       fresh.push_back(object.get());
-      owners.emplace(id, object.get());
-      cache_.emplace(cacheKey(mapping, id), object);
+      if (remember) cache_.emplace(cacheKey(mapping, id), object);
       out.push_back(std::move(object));
     }
   }
@@ -227,7 +289,7 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
   // 2. Container rows of the loaded objects, staged until their references load.
   std::vector<std::unique_ptr<ContainerBinding::Staging>> stagings;
   std::vector<std::uint32_t> freshIds;
-  const bool everyRow = selection.kind == Selection::Kind::All;
+  const bool everyRow = wholeClass;
   if (!everyRow) {
     freshIds.reserve(fresh.size());
     for (Object* o : fresh) freshIds.push_back(o->id());
@@ -242,16 +304,14 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection,
       if (freshIds.size() == 1) stmt->bind(0, freshIds.front());
       else bindIds(*stmt, freshIds);
     }
-    Object* owner = nullptr;
-    std::uint32_t ownerId = 0;
+    // Both the objects and the rows come in id order: walk them together.
+    std::size_t next = 0;
     while (stmt->step()) {
       const std::uint32_t id = stmt->id(0);
-      if (!owner || id != ownerId) {
-        auto it = owners.find(id);
-        owner = it == owners.end() ? nullptr : it->second;
-        ownerId = id;
-      }
-      if (!owner) continue;  // a row of another class of the hierarchy
+      while (next < fresh.size() && fresh[next]->id() < id) ++next;
+      if (next == fresh.size()) break;
+      if (fresh[next]->id() != id) continue;  // a row of another class of the hierarchy
+      Object* owner = fresh[next];
       const std::uint32_t refId =
           container->hasRef() && !stmt->isNull(1) ? stmt->id(1) : 0;
       staging->stage(*owner, *stmt, container->hasRef() ? 2 : 1, refId);
@@ -276,7 +336,7 @@ void Loader::resolve(ObjectType target, std::vector<PendingRef>& pending) {
     std::sort(missing.begin(), missing.end());
     missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
     std::vector<TnSmartPtr<Object>> loaded;
-    load(mapping, Selection::of(std::move(missing)), loaded);
+    loadHierarchy(mapping, Selection::of(std::move(missing)), true, loaded);
   }
   for (const PendingRef& ref : pending) {
     // A row that is not there (a dangling reference in a damaged file) or of

@@ -29,7 +29,14 @@ class Loader {
   TnSmartPtr<Object> loadOne(const Mapping& mapping, std::uint32_t id);
 
  private:
-  void loadConcrete(const Mapping& mapping, const Selection& selection,
+  // `remember`: keep the objects for the references still to resolve, which
+  // referenced objects always need and the selected ones only when objects of
+  // their kind can refer to each other.
+  void loadHierarchy(const Mapping& mapping, const Selection& selection, bool remember,
+                     std::vector<TnSmartPtr<Object>>& out);
+  // `wholeClass`: the selection holds every object of the class, so its
+  // container rows are read whole rather than through a list of ids.
+  void loadConcrete(const Mapping& mapping, const Selection& selection, bool wholeClass, bool remember,
                     std::vector<TnSmartPtr<Object>>& out);
   void resolve(ObjectType target, std::vector<PendingRef>& pending);
   Object* cached(const Mapping& mapping, std::uint32_t id) const;

@@ -149,6 +149,14 @@ const Mapping& mappingOf(ObjectType type) {
   return *it->second;
 }
 
+std::vector<const Mapping*> concreteKindsOf(const Mapping& mapping) {
+  Registry& r = filledRegistry();
+  std::vector<const Mapping*> out;
+  for (const auto& entry : r.byTypeId)
+    if (entry.second->isKindOf(mapping)) out.push_back(entry.second);
+  return out;
+}
+
 const Mapping* mappingOfTypeId(const std::string& typeId) {
   Registry& r = filledRegistry();
   auto it = r.byTypeId.find(typeId);

@@ -276,6 +276,9 @@ class Mapping {
 
 // The mapping of a type; std::out_of_range for a type without one (8, 9, 10, 12).
 const Mapping& mappingOf(ObjectType type);
+// The concrete classes that are a kind of `mapping`, itself included when it
+// is concrete.
+std::vector<const Mapping*> concreteKindsOf(const Mapping& mapping);
 // The concrete mapping named by a "typeid" value; null for an unknown one.
 const Mapping* mappingOfTypeId(const std::string& typeId);
 

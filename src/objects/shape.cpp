@@ -65,6 +65,8 @@ std::vector<Shape> describeShapes() {
     if (s.base) s.all = s.base->all;
     s.firstOwn = s.all.size();
     s.all.insert(s.all.end(), e.own.begin(), e.own.end());
+    if (s.all.size() > kMaxDimensions)
+      throw std::logic_error(std::string(e.className) + " has more dimensions than a profile record holds");
     out.push_back(std::move(s));
   }
   return out;
@@ -96,8 +98,7 @@ const Shape* shapeOf(ObjectType type) {
 std::unique_ptr<Profile::Impl> newProfileImpl(ObjectType type) {
   auto impl = std::make_unique<Profile::Impl>();
   if (const Shape* shape = shapeOf(type)) {
-    impl->dimensions.assign(shape->all.size(), 0.0);
-    for (const Dimension& d : shape->all) impl->present.push_back(!d.optional);
+    for (std::size_t i = 0; i < shape->all.size(); ++i) impl->present[i] = !shape->all[i].optional;
   }
   return impl;
 }

@@ -6,6 +6,8 @@
 #ifndef TARNLIB_OBJECTS_SHAPE_H_
 #define TARNLIB_OBJECTS_SHAPE_H_
 
+#include <array>
+#include <bitset>
 #include <cstddef>
 #include <optional>
 #include <set>
@@ -17,7 +19,12 @@
 
 namespace tarnlib {
 
+// The most dimensions a shape's chain has (the A-shaped crane rail's twelve).
+constexpr std::size_t kMaxDimensions = 12;
+
 // Every field of every profile class; which ones a class uses follows from it.
+// A shape's dimensions live in the record itself rather than in vectors of
+// their own: loading a catalogue makes one record per section.
 struct Profile::Impl {
   ObjectState state;
   TnSmartPtr<ProfileName> name;
@@ -28,8 +35,10 @@ struct Profile::Impl {
   Guid guid{OdString()};  // empty until a save gives it one
   std::set<Guid> merge_guids;
   OdString geometry;               // custom profiles
-  std::vector<double> dimensions;  // shapes: every dimension of the class chain
-  std::vector<bool> present;       // shapes: whether each is present (required: always)
+  // Shapes: every dimension of the class chain, in column order, and whether
+  // each is present (a required one always).
+  std::array<double, kMaxDimensions> dimensions{};
+  std::bitset<kMaxDimensions> present;
 };
 
 namespace objects {
