@@ -56,6 +56,15 @@ struct TARNLIB_EXPORT ProfileNameKey {
   ProfileType type;
 };
 
+// A definition or a property set is unique by its name within its namespace.
+struct TARNLIB_EXPORT DefinitionKey {
+  DefinitionKey() = default;
+  DefinitionKey(const OdString& n, std::uint32_t namespaceId) : name(n), namespace_id(namespaceId) {}
+
+  OdString name;
+  std::uint32_t namespace_id = 0;  // id of the PropertyNamespace
+};
+
 }  // namespace tarnlib
 
 #endif  // TARNLIB_KEYS_H_

@@ -109,6 +109,10 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   // Compacts the file. False when SQLite refuses (read-only, inside a transaction).
   bool vacuum();
 
+  // The object types of property definitions (property.h): namespaces, entity
+  // types, the three definition classes and property sets.
+  static const std::set<ObjectType>& propertyTypes();
+
   // ---- Default and column units (unit.h). Each runs in the calling thread's
   // transaction on this library or in one of its own, like every operation.
   // Writers throw what saving throws; nothing found is null or empty.
@@ -148,6 +152,7 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   template <class T> TnSmartPtr<T> get(const AssetKey& key) const;
   template <class T> TnSmartPtr<T> get(const ProfileKey& key) const;
   template <class T> TnSmartPtr<T> get(const ProfileNameKey& key) const;
+  template <class T> TnSmartPtr<T> get(const DefinitionKey& key) const;
   template <class T> void get(std::vector<TnSmartPtr<T>>& out) const;
   template <class T> void get(std::vector<TnSmartPtr<T>>& out, const std::set<std::uint32_t>& ids) const;
   template <class T>
@@ -158,6 +163,7 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   template <class T> bool exists(const AssetKey& key) const;
   template <class T> bool exists(const ProfileKey& key) const;
   template <class T> bool exists(const ProfileNameKey& key) const;
+  template <class T> bool exists(const DefinitionKey& key) const;
   // Queries that answer plain rows rather than objects (ProfilesPanelQuery):
   // appends the rows of `query` to `out`.
   template <class Q> void get(std::vector<typename Q::Row>& out, const Q& query) const;

@@ -23,6 +23,7 @@
 #include "tarnlib/object.h"
 #include "tarnlib/profile.h"
 #include "tarnlib/profile_shapes.h"
+#include "tarnlib/property.h"
 #include "tarnlib/tag.h"
 #include "tarnlib/transaction.h"
 #include "tarnlib/translations.h"

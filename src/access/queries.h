@@ -18,6 +18,8 @@
 namespace tarnlib {
 struct AssetCriteria;
 struct UnitCriteria;
+struct AbstractDefinitionCriteria;
+struct PropertySetCriteria;
 }
 
 namespace tarnlib::access {
@@ -52,6 +54,9 @@ Query queryFor(const Mapping& mapping, const ProfileNameKey& key);
 Query queryFor(const Mapping& mapping, const ProfileCriteria& criteria);
 Query queryFor(const Mapping& mapping, const ProfileNameCriteria& criteria);
 Query queryFor(const Mapping& mapping, const UnitCriteria& criteria);
+Query queryFor(const Mapping& mapping, const DefinitionKey& key);
+Query queryFor(const Mapping& mapping, const AbstractDefinitionCriteria& criteria);
+Query queryFor(const Mapping& mapping, const PropertySetCriteria& criteria);
 
 // Appends the conditions of a criteria record over the columns of `table`, the
 // quoted name or alias of the class's (single) table.

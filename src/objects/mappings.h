@@ -25,6 +25,12 @@ const access::Mapping& customProfileMapping();
 const access::Mapping& parametrizedProfileMapping();
 const access::Mapping& measureMapping();
 const access::Mapping& unitMapping();
+const access::Mapping& propertyNamespaceMapping();
+const access::Mapping& entityTypeMapping();
+const access::Mapping& abstractDefinitionMapping();
+const access::Mapping& propertyDefinitionMapping();
+const access::Mapping& valueDefinitionMapping();
+const access::Mapping& propertySetMapping();
 // Every parametric shape's, from its description.
 const access::Mapping& shapeMapping(ObjectType type);
 

@@ -8,6 +8,7 @@
 #include "tarnlib/layer.h"
 #include "tarnlib/material.h"
 #include "tarnlib/profile.h"
+#include "tarnlib/property.h"
 #include "tarnlib/tag.h"
 #include "tarnlib/unit.h"
 
@@ -32,6 +33,11 @@ void registerAllMappings() {
   objects::customProfileMapping();
   objects::measureMapping();
   objects::unitMapping();
+  objects::propertyNamespaceMapping();
+  objects::entityTypeMapping();
+  objects::propertyDefinitionMapping();
+  objects::valueDefinitionMapping();
+  objects::propertySetMapping();
   for (const objects::Shape& shape : objects::shapes()) objects::shapeMapping(shape.type);
 }
 
@@ -63,6 +69,12 @@ void ensureClasses() {
     initShapeClasses();
     Measure::rxInit();
     Unit::rxInit();
+    PropertyNamespace::rxInit();
+    EntityType::rxInit();
+    AbstractDefinition::rxInit();
+    PropertyDefinition::rxInit();
+    ValueDefinition::rxInit();
+    PropertySet::rxInit();
   });
 }
 

@@ -16,6 +16,7 @@
 #include "tarnlib/layer.h"
 #include "tarnlib/material.h"
 #include "tarnlib/profile_shapes.h"
+#include "tarnlib/property.h"
 #include "tarnlib/tag.h"
 
 namespace tarnlib {
@@ -223,6 +224,12 @@ TARNLIB_INSTANTIATE_CONVERT_UNIT(IShapeProfile)
 TARNLIB_INSTANTIATE_CONVERT_UNIT(AsymmetricIShapeProfile)
 TARNLIB_INSTANTIATE_CONVERT_UNIT(Measure)
 TARNLIB_INSTANTIATE_CONVERT_UNIT(Unit)
+TARNLIB_INSTANTIATE_CONVERT_UNIT(PropertyNamespace)
+TARNLIB_INSTANTIATE_CONVERT_UNIT(EntityType)
+TARNLIB_INSTANTIATE_CONVERT_UNIT(AbstractDefinition)
+TARNLIB_INSTANTIATE_CONVERT_UNIT(PropertyDefinition)
+TARNLIB_INSTANTIATE_CONVERT_UNIT(ValueDefinition)
+TARNLIB_INSTANTIATE_CONVERT_UNIT(PropertySet)
 
 // ---- Queries and mappings
 
