@@ -99,9 +99,8 @@ Json describe(const tarnlib::Object& object) {
 }
 
 std::string nameOf(const tarnlib::Object& object) {
-  Json record = describe(object);
-  auto it = record.find("name");
-  return it != record.end() && it->is_string() ? it->get<std::string>() : std::string();
+  const TypeEntry* entry = typeOf(object.tarnlibType());
+  return entry && entry->label ? entry->label(object) : std::string();
 }
 
 void describeFields(const tarnlib::Tag& tag, Json& record) { record["name"] = utf8(tag.name()); }
@@ -198,6 +197,63 @@ void describeFields(const tarnlib::Composition& composition, Json& record) {
   record["custom_values"] = customValues(composition);
 }
 
+void describeFields(const tarnlib::ProfileStandard& standard, Json& record) {
+  record["name"] = utf8(standard.name());
+}
+
+void describeFields(const tarnlib::ProfileName& series, Json& record) {
+  record["name"] = utf8(series.name());
+  record["standard"] = nameOrNull(series.standard());
+  record["type"] = profileTypeText(series.type());
+}
+
+namespace {
+
+// The fields every profile class shares.
+void profileFields(const tarnlib::Profile& profile, Json& record) {
+  const tarnlib::TnSmartPtr<tarnlib::ProfileName>& series = profile.name();
+  record["series"] = nameOrNull(series);
+  record["standard"] = series ? nameOrNull(series->standard()) : Json(nullptr);
+  record["type"] = series ? Json(profileTypeText(series->type())) : Json(nullptr);
+  record["size"] = utf8(profile.size());
+  record["description"] = utf8(profile.description());
+  record["material"] = nameOrNull(profile.material());
+  const std::shared_ptr<tarnlib::Library> library = profile.library();
+  record["unit"] = library ? Json(unitName(library->unit())) : Json(nullptr);
+  if (profile.has_offset()) {
+    Json offset;
+    offset["x"] = profile.offset().x;
+    offset["y"] = profile.offset().y;
+    record["offset"] = offset;
+  } else {
+    record["offset"] = nullptr;
+  }
+  record["guid"] = utf8(profile.guid().toString());
+  record["merge_guids"] = Json::array();
+  for (const tarnlib::Guid& guid : profile.merge_guids())
+    record["merge_guids"].push_back(utf8(guid.toString()));
+}
+
+}  // namespace
+
+void describeFields(const tarnlib::CustomProfile& profile, Json& record) {
+  profileFields(profile, record);
+  record["geometry"] = utf8(profile.geometry());
+}
+
+void describeFields(const tarnlib::ParametrizedProfile& profile, Json& record) {
+  profileFields(profile, record);
+  Json dimensions = Json::object();
+  for (const tarnlib::ParametrizedProfile::Dimension& d : profile.dimensions())
+    dimensions[d.name] = d.present ? Json(d.value) : Json(nullptr);
+  record["dimensions"] = dimensions;
+}
+
+std::string profileTypeText(tarnlib::ProfileType type) {
+  const wchar_t* name = tarnlib::profileTypeName(type);
+  return name ? utf8(OdString(name)) : std::to_string(static_cast<std::int32_t>(type));
+}
+
 std::string compositionTypeName(std::uint32_t type) {
   static const char* const kNames[] = {"Wall",  "Roof",    "Slab",    "Beam",     "Column", "Member",
                                        "Other", "Generic", "Footing", "Covering", "Plate"};
@@ -282,11 +338,36 @@ void printFields(std::ostream& out, const Json& object, std::size_t indent) {
   }
 }
 
+namespace {
+
+// A profile's lengths as text: each with the record's unit, an absent one
+// said so; the unit then needs no line of its own.
+void lengthsWithUnit(Json& fields) {
+  auto unit = fields.find("unit");
+  if (unit == fields.end() || !unit->is_string()) return;
+  const std::string suffix = " " + unit->get<std::string>();
+  fields.erase(unit);
+  auto length = [&](Json& value) { value = value.is_null() ? Json("absent") : Json(text(value) + suffix); };
+  auto offset = fields.find("offset");
+  if (offset != fields.end()) {
+    if (offset->is_object())
+      for (auto& axis : offset->items()) length(axis.value());
+    else
+      length(*offset);
+  }
+  auto dimensions = fields.find("dimensions");
+  if (dimensions != fields.end() && dimensions->is_object())
+    for (auto& dimension : dimensions->items()) length(dimension.value());
+}
+
+}  // namespace
+
 void printRecord(std::ostream& out, const Json& record) {
   out << text(record.value("class", Json())) << ' ' << text(record.value("id", Json())) << '\n';
   Json fields = record;
   fields.erase("class");
   fields.erase("id");
+  lengthsWithUnit(fields);
   printFields(out, fields, 2);
 }
 

@@ -6,15 +6,20 @@
 // A reference to another object is that object's name (null when absent), an
 // absent optional value is null, an enumeration is its name. The text form is
 // the same record as aligned lines.
+//
+// A profile's record names its series ("series", with the series' "standard"
+// and "type"), and carries the library's length "unit", which its "offset" and
+// a shape's "dimensions" (each by its stored name, in column order) are in. The
+// text form writes the unit after each length, "absent" for an absent one, and
+// no "unit" line.
 #ifndef TARN_DESCRIBE_H_
 #define TARN_DESCRIBE_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "tarnlib/tarnlib.h"
 
@@ -23,7 +28,8 @@ namespace tarn {
 using Json = nlohmann::ordered_json;
 
 Json describe(const tarnlib::Object& object);
-// The object's "name" field, empty when its class has none.
+// The name the object is listed and found by: its name, or a profile's size
+// text; empty for a class outside the type table.
 std::string nameOf(const tarnlib::Object& object);
 
 // One per concrete class, called through the type table (types.h).
@@ -37,11 +43,16 @@ void describeFields(const tarnlib::MaterialType& type, Json& record);
 void describeFields(const tarnlib::Material& material, Json& record);
 void describeFields(const tarnlib::CompositionType& type, Json& record);
 void describeFields(const tarnlib::Composition& composition, Json& record);
+void describeFields(const tarnlib::ProfileStandard& standard, Json& record);
+void describeFields(const tarnlib::ProfileName& series, Json& record);
+void describeFields(const tarnlib::CustomProfile& profile, Json& record);
+void describeFields(const tarnlib::ParametrizedProfile& profile, Json& record);  // every shape
 
 // Enumerations as the records spell them; a value without a name as its number.
 std::string functionName(tarnlib::MaterialFunction function);
-std::string unitName(tarnlib::LibraryUnit unit);      // "mm" or "in"
-std::string compositionTypeName(std::uint32_t type);  // one Composition::Type bit
+std::string unitName(tarnlib::LibraryUnit unit);         // "mm" or "in"
+std::string compositionTypeName(std::uint32_t type);     // one Composition::Type bit
+std::string profileTypeText(tarnlib::ProfileType type);  // "StructuralSteel"
 
 // A scalar as text: a string through printable() (common.h), a number in its shortest exact form,
 // yes/no for a boolean, "-" for null.

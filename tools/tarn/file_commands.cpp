@@ -94,9 +94,12 @@ void addInfo(CLI::App& app, Commands& commands) {
                                                              : "current";
       // A migrated copy in memory is always writable; what matters is the file.
       info["read_only"] = catalogue.isCopy() ? ::access(o->file.c_str(), W_OK) != 0 : library.isReadOnly();
+      // Each object counted once, under its own class.
+      Filter ownClass;
+      ownClass.ownClassOnly = true;
       Json counts = Json::object();
       for (const TypeEntry& type : typeTable())
-        if (type.kinds.empty()) counts[type.name] = type.count(library, Filter{});
+        if (type.kinds.empty()) counts[type.name] = type.count(library, ownClass);
       info["objects"] = counts;
       if (o->json)
         std::cout << info.dump(2) << '\n';

@@ -25,23 +25,36 @@ struct Selection {
   std::string type;
   std::string pattern;
   std::vector<std::string> tags;
+  std::string series;
+  std::string standard;
 };
 
 void addSelectionOptions(CLI::App* cmd, Selection& s) {
   cmd->add_option("FILE", s.file, "The catalogue")->required();
   cmd->add_option("TYPE", s.type, kTypeHelp)->required();
-  cmd->add_option("--name", s.pattern, "Names like PATTERN: % any text, _ one character, ASCII case ignored")
+  cmd->add_option(
+         "--name", s.pattern,
+         "Names (a profile's size text) like PATTERN: % any text, _ one character, ASCII case ignored")
       ->type_name("PATTERN");
   cmd->add_option("--tag", s.tags, "Carrying this tag; repeat for any of several")
       ->type_name("NAME")
       ->allow_extra_args(false);
+  cmd->add_option("--series", s.series, "Profiles of a series named like PATTERN")->type_name("PATTERN");
+  cmd->add_option("--standard", s.standard, "Profiles and series of a standard named like PATTERN")
+      ->type_name("PATTERN");
 }
 
 Filter filterOf(const Selection& s, const TypeEntry& type) {
   if (!s.tags.empty() && !type.tagged) throw UsageError("--tag: " + type.name + " objects carry no tags");
+  if (!s.series.empty() && !type.bySeries)
+    throw UsageError("--series: " + type.name + " objects belong to no series");
+  if (!s.standard.empty() && !type.byStandard)
+    throw UsageError("--standard: " + type.name + " objects belong to no standard");
   Filter filter;
   filter.namePattern = s.pattern;
   filter.tags.insert(s.tags.begin(), s.tags.end());
+  filter.seriesPattern = s.series;
+  filter.standardPattern = s.standard;
   return filter;
 }
 
@@ -59,22 +72,25 @@ void addList(CLI::App& app, Commands& commands) {
     Filter filter = filterOf(*o, type);
     Catalogue catalogue = openNoted(o->file, Access::Read);
     onFile(o->file, [&] {
-      std::vector<ObjectPtr> objects = type.list(catalogue.library(), filter);
       if (o->json) {
         Json records = Json::array();
-        for (const ObjectPtr& object : objects) records.push_back(describe(*object));
+        for (const ObjectPtr& object : type.list(catalogue.library(), filter))
+          records.push_back(describe(*object));
         std::cout << records.dump(2) << '\n';
         return;
       }
+      const std::vector<Line> lines = type.lines(catalogue.library(), filter);
       std::size_t width = 1;
-      for (const ObjectPtr& object : objects) width = std::max(width, std::to_string(object->id()).size());
-      for (const ObjectPtr& object : objects) {
-        std::string id = std::to_string(object->id());
-        std::cout << std::string(width - id.size(), ' ') << id << "  " << printable(nameOf(*object));
-        // Listed through an abstract root: say which kind each one is.
-        if (object->tarnlibType() != type.type) std::cout << "  (" << typeName(object->tarnlibType()) << ')';
-        std::cout << '\n';
+      for (const Line& line : lines) width = std::max(width, std::to_string(line.id).size());
+      std::string out;
+      for (const Line& line : lines) {
+        std::string id = std::to_string(line.id);
+        out += std::string(width - id.size(), ' ') + id + "  " + printable(line.name);
+        // Listed through a root or a base class: say which kind each one is.
+        if (line.type != type.type) out += "  (" + typeName(line.type) + ')';
+        out += '\n';
       }
+      std::cout << out;
     });
   };
 }
@@ -131,7 +147,8 @@ void addShow(CLI::App& app, Commands& commands) {
   CLI::App* cmd = app.add_subcommand("show", "Show every field of one object, references by name");
   cmd->add_option("FILE", o->file, "The catalogue")->required();
   cmd->add_option("TYPE", o->type, kTypeHelp)->required();
-  cmd->add_option("ID|NAME", o->key, "The object's id, or its exact name")->required();
+  cmd->add_option("ID|NAME", o->key, "The object's id, or its exact name (a profile's size text)")
+      ->required();
   cmd->add_flag("--json", o->json, "Write the record as JSON");
   commands[cmd] = [o] {
     const TypeEntry& type = typeNamed(o->type);
@@ -181,8 +198,7 @@ using Names = std::map<ObjectKey, std::string>;
 
 // Names are read before removing, since removed objects cannot tell them after.
 void collectNames(const Library& library, const TypeEntry& type, Names& names) {
-  for (const ObjectPtr& object : type.list(library, Filter{}))
-    names[ObjectKey(type.type, object->id())] = nameOf(*object);
+  for (const Line& line : type.lines(library, Filter{})) names[ObjectKey(type.type, line.id)] = line.name;
 }
 
 void report(const Library::RemoveResults& results, const Names& names, bool json) {

@@ -2,6 +2,8 @@
 // library's typed operations for one class to plain functions, so that commands
 // take a type name from the command line and never name a class themselves.
 // Adding a class is one line in types.cpp plus its describeFields (describe.h).
+// Profiles are selected by their size text as their name, and by series and
+// standard; a class entry selects its subclasses' objects too, as the library does.
 #ifndef TARN_TYPES_H_
 #define TARN_TYPES_H_
 
@@ -22,18 +24,36 @@ using ObjectPtr = tarnlib::TnSmartPtr<tarnlib::Object>;
 
 // A selection given on the command line. An empty pattern selects every name.
 struct Filter {
-  std::string namePattern;     // SQL LIKE: % any text, _ one character; ASCII case ignored
-  std::set<std::string> tags;  // objects that carry at least one of these
+  std::string namePattern;      // SQL LIKE: % any text, _ one character; ASCII case ignored
+  std::set<std::string> tags;   // objects that carry at least one of these
+  std::string seriesPattern;    // profiles: the name of their series (LIKE)
+  std::string standardPattern;  // profiles and series: the name of their standard (LIKE)
+  // Only objects whose own class is the type, not one derived from it (some
+  // profile classes have subclasses: a CircleHollowProfile is a CircleProfile).
+  bool ownClassOnly = false;
+};
+
+// What a plain list prints of one object.
+struct Line {
+  std::uint32_t id = 0;
+  tarnlib::ObjectType type{};  // its own class
+  std::string name;            // as nameOf (describe.h) gives it
 };
 
 struct TypeEntry {
   tarnlib::ObjectType type;
   std::string name;                        // the class name, as the command line spells it
   bool tagged;                             // its criteria can select by tag
+  bool bySeries;                           // ... by series (--series)
+  bool byStandard;                         // ... by standard (--standard)
   std::vector<tarnlib::ObjectType> kinds;  // an abstract root: the concrete types below it
 
-  // Objects matching `filter`, in id order.
+  // Objects matching `filter`, in id order; a class with subclasses includes
+  // their objects unless filter.ownClassOnly.
   std::vector<ObjectPtr> (*list)(const tarnlib::Library&, const Filter&);
+  // The same selection as plain lines, in id order; for profiles one query
+  // that loads no objects.
+  std::vector<Line> (*lines)(const tarnlib::Library&, const Filter&);
   std::size_t (*count)(const tarnlib::Library&, const Filter&);
   ObjectPtr (*get)(const tarnlib::Library&, std::uint32_t id);
   void (*remove)(tarnlib::Library&, const std::set<std::uint32_t>& ids,
@@ -41,6 +61,9 @@ struct TypeEntry {
   // Adds the object's fields to its record (describe.h); null for an abstract
   // root, whose objects are described by their own kind.
   void (*fields)(const tarnlib::Object&, nlohmann::ordered_json& record);
+  // The name an object of this class is listed and found by: its name, or a
+  // profile's size text.
+  std::string (*label)(const tarnlib::Object&);
 };
 
 // Every type this build offers, in the order "tarn info" counts them.
