@@ -9,11 +9,14 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <set>
+#include <tuple>
 
 #include "catalogue_file.h"
 #include "commands.h"
 #include "common.h"
 #include "describe.h"
+#include "shape_classes.h"
 #include "tarnlib/tarnlib.h"
 #include "types.h"
 
@@ -27,7 +30,7 @@ namespace {
 
 const char* const kDefaultFile = "tarn-demo.sqlite";
 // The files read, in this order: later ones refer to names the earlier define.
-const char* const kDataFiles[] = {"layers.json", "materials.json", "compositions.json"};
+const char* const kDataFiles[] = {"layers.json", "materials.json", "compositions.json", "profiles.json"};
 
 // The sample data: the folder given, else the one installed beside the tool,
 // else the source tree the tool was built from.
@@ -114,6 +117,13 @@ std::uint32_t compositionTypeBit(const Reader& r, const std::string& name, const
   r.fail(where, "unknown composition type \"" + name + "\"");
 }
 
+tarnlib::ProfileType profileTypeNamed(const Reader& r, const std::string& name, const std::string& where) {
+  for (std::int32_t bit = 1; bit <= static_cast<std::int32_t>(tarnlib::ProfileType::Electrical); bit <<= 1)
+    if (profileTypeText(static_cast<tarnlib::ProfileType>(bit)) == name)
+      return static_cast<tarnlib::ProfileType>(bit);
+  r.fail(where, "unknown profile type \"" + name + "\"");
+}
+
 template <class T>
 TnSmartPtr<T> named(const Reader& r, const std::map<std::string, TnSmartPtr<T>>& known,
                     const std::string& name, const char* what, const std::string& where) {
@@ -175,6 +185,20 @@ class Builder {
     const json& compositions = r.array(root, "compositions", "top level");
     for (std::size_t i = 0; i < compositions.size(); ++i)
       composition(r, compositions[i], at("compositions", i, compositions[i]));
+  }
+
+  void profiles(const Reader& r) {
+    const json& root = r.root();
+    const json& standards = r.array(root, "standards", "top level");
+    for (std::size_t i = 0; i < standards.size(); ++i) {
+      std::string where = at("standards", i, standards[i]);
+      std::string name = r.text(standards[i], "name", where);
+      if (standards_.count(name)) r.fail(where, "the standard \"" + name + "\" is given twice");
+      standards_[name] =
+          library_.save<tarnlib::ProfileStandard>(tarnlib::ProfileStandard::create(wide(name)));
+    }
+    const json& series = r.array(root, "series", "top level");
+    for (std::size_t i = 0; i < series.size(); ++i) this->series(r, series[i], at("series", i, series[i]));
   }
 
  private:
@@ -267,6 +291,93 @@ class Builder {
     library_.save<tarnlib::Composition>(composition);
   }
 
+  void series(const Reader& r, const json& s, const std::string& where) {
+    const std::string name = r.text(s, "name", where);
+    const std::string standardName = r.optionalText(s, "standard", where);
+    TnSmartPtr<tarnlib::ProfileStandard> standard;
+    if (!standardName.empty()) standard = named(r, standards_, standardName, "standard", where);
+    const tarnlib::ProfileType type = profileTypeNamed(r, r.text(s, "type", where), where);
+    // A repeated series would quietly become the first one again.
+    if (!seriesKeys_.insert({name, standardName, static_cast<std::int32_t>(type)}).second)
+      r.fail(where, "the series is given twice");
+    const ShapeClass* shape = shapeClassNamed(r.text(s, "shape", where));
+    if (!shape) {
+      std::string names;
+      for (const ShapeClass& c : shapeClasses()) names += (names.empty() ? "" : ", ") + c.name;
+      r.fail(where, "unknown shape \"" + r.text(s, "shape", where) + "\"; the shapes are " + names);
+    }
+    TnSmartPtr<tarnlib::Material> material;
+    const std::string materialName = r.optionalText(s, "material", where);
+    if (!materialName.empty()) material = named(r, materials_, materialName, "material", where);
+    auto seriesObject = library_.save<tarnlib::ProfileName>(
+        standard ? tarnlib::ProfileName::create(standard, wide(name), type)
+                 : tarnlib::ProfileName::create(wide(name), type));
+
+    const std::vector<std::string> columns = dimensionColumns(r, s, *shape, where);
+    bool mass = false;
+    auto flag = s.find("mass");
+    if (flag != s.end()) {
+      if (!flag->is_boolean()) r.fail(where, "\"mass\" needs true or false");
+      mass = flag->get<bool>();
+    }
+    const std::size_t length = 1 + columns.size() + (mass ? 1 : 0);
+    const std::string needs = "needs " + std::to_string(length) + " values: the size text, " +
+                              std::to_string(columns.size()) + " dimensions" + (mass ? " and the mass" : "");
+
+    const json& rows = r.array(s, "sections", where);
+    std::set<std::string> sizes;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      const json& row = rows[i];
+      std::string rowWhere = where + ".sections[" + std::to_string(i) + "]";
+      if (!row.is_array() || row.empty() || !row[0].is_string())
+        r.fail(rowWhere, "needs an array that starts with the size text");
+      const std::string size = row[0].get<std::string>();
+      rowWhere += " (\"" + size + "\")";
+      if (row.size() != length) r.fail(rowWhere, "has " + std::to_string(row.size()) + " values; " + needs);
+      // A repeated size would quietly become the first one again.
+      if (!sizes.insert(size).second) r.fail(rowWhere, "the size is given twice in its series");
+      auto profile = shape->create(seriesObject, wide(size));
+      for (std::size_t c = 0; c < columns.size(); ++c)
+        shape->set(*profile, columns[c], r.number(row[1 + c], rowWhere + "." + columns[c]));
+      // The library has no field for the nominal mass; the description carries it.
+      if (mass) {
+        const double kgPerMetre = r.number(row.back(), rowWhere + ".mass");
+        profile->set_description(wide("Nominal mass " + text(Json(kgPerMetre)) + " kg/m"));
+      }
+      profile->set_material(material);
+      library_.save<tarnlib::ParametrizedProfile>(profile);
+    }
+  }
+
+  // The dimension names of a series, checked against its shape: each one the
+  // shape has, none twice, every required one given.
+  std::vector<std::string> dimensionColumns(const Reader& r, const json& s, const ShapeClass& shape,
+                                            const std::string& where) {
+    auto probe = shape.create(TnSmartPtr<tarnlib::ProfileName>(), OdString());
+    const std::vector<tarnlib::ParametrizedProfile::Dimension> dimensions = probe->dimensions();
+    std::string known;
+    for (const auto& d : dimensions) known += (known.empty() ? "" : ", ") + std::string(d.name);
+    std::vector<std::string> columns;
+    for (const json& name : r.array(s, "dimensions", where)) {
+      if (!name.is_string()) r.fail(where, "\"dimensions\" holds a name that is not a text");
+      const std::string column = name.get<std::string>();
+      auto it =
+          std::find_if(dimensions.begin(), dimensions.end(), [&](const auto& d) { return column == d.name; });
+      if (it == dimensions.end())
+        r.fail(where, shape.name + " has no dimension \"" + column + "\"; its dimensions are " + known);
+      if (std::find(columns.begin(), columns.end(), column) != columns.end())
+        r.fail(where, "the dimension \"" + column + "\" is given twice");
+      // The library knows the name but tarn's table of setters does not.
+      if (!shape.set(*probe, column, 0.0))
+        r.fail(where, "tarn cannot set the dimension \"" + column + "\" of " + shape.name);
+      columns.push_back(column);
+    }
+    for (const auto& d : dimensions)
+      if (!d.optional && std::find(columns.begin(), columns.end(), d.name) == columns.end())
+        r.fail(where, shape.name + " needs the dimension \"" + d.name + "\"");
+    return columns;
+  }
+
   tarnlib::Library& library_;
   std::map<std::string, TnSmartPtr<tarnlib::Layer>> layers_;
   std::map<std::string, TnSmartPtr<tarnlib::CustomProperty>> properties_;
@@ -274,6 +385,8 @@ class Builder {
   std::map<std::string, tarnlib::Pattern> patterns_;
   std::map<std::string, TnSmartPtr<tarnlib::Material>> materials_;
   std::map<std::string, TnSmartPtr<tarnlib::CompositionType>> compositionTypes_;
+  std::map<std::string, TnSmartPtr<tarnlib::ProfileStandard>> standards_;
+  std::set<std::tuple<std::string, std::string, std::int32_t>> seriesKeys_;  // name, standard, type
 };
 
 std::string fixed(double value, int decimals) {
@@ -289,9 +402,11 @@ std::string quoted(const std::string& text) { return "\"" + text + "\""; }
 
 void printSummary(const tarnlib::Library& library) {
   std::cout << "It holds:\n";
+  Filter ownClass;
+  ownClass.ownClassOnly = true;
   for (const TypeEntry& type : typeTable()) {
     if (!type.kinds.empty()) continue;
-    std::size_t n = type.count(library, Filter{});
+    std::size_t n = type.count(library, ownClass);
     if (n > 0) std::cout << "  " << n << ' ' << type.name << '\n';
   }
 }
@@ -353,6 +468,43 @@ void printUses(const tarnlib::Library& library, const wchar_t* materialName) {
   }
 }
 
+// The section series with their number of sizes and the first and last, from
+// the picker query: one SQL query, rows ordered by standard and series.
+void printSections(const tarnlib::Library& library) {
+  std::vector<tarnlib::ProfilesPanelRow> rows;
+  library.get<tarnlib::ProfilesPanelQuery>(rows, tarnlib::ProfilesPanelQuery{});
+  struct Series {
+    std::string standard, name;
+    tarnlib::ProfileType type;
+    std::string first, last;
+    std::size_t sizes = 0;
+  };
+  std::vector<Series> series;
+  for (const tarnlib::ProfilesPanelRow& row : rows) {
+    std::string standard = row.standard.isEmpty() ? "-" : printable(utf8(row.standard));
+    std::string name = printable(utf8(row.series));
+    if (series.empty() || series.back().standard != standard || series.back().name != name ||
+        series.back().type != row.type)
+      series.push_back(Series{standard, name, row.type, printable(utf8(row.size)), "", 0});
+    series.back().last = printable(utf8(row.size));
+    ++series.back().sizes;
+  }
+  if (series.empty()) return;
+  std::size_t standardWidth = 0, nameWidth = 0;
+  for (const Series& s : series) {
+    standardWidth = std::max(standardWidth, s.standard.size());
+    nameWidth = std::max(nameWidth, s.name.size());
+  }
+  std::cout << "\nSection series: standard, series, number of sizes, the first and the last:\n";
+  for (const Series& s : series) {
+    std::string sizes = std::to_string(s.sizes);
+    std::cout << "  " << s.standard << std::string(standardWidth - s.standard.size() + 2, ' ') << s.name
+              << std::string(nameWidth - s.name.size() + 2, ' ')
+              << std::string(3 - std::min<std::size_t>(3, sizes.size()), ' ') << sizes << "  " << s.first
+              << (s.sizes > 1 ? " to " + s.last : "") << '\n';
+  }
+}
+
 void printHints(const std::string& file) {
   std::string f = file.find(' ') == std::string::npos ? file : quoted(file);
   std::cout << "\nExplore it:\n"
@@ -360,7 +512,9 @@ void printHints(const std::string& file) {
             << "  tarn list " << f << " material --tag insulation\n"
             << "  tarn list " << f << " composition --name \"%timber%\"\n"
             << "  tarn show " << f << " composition \"External wall, timber frame\"\n"
-            << "  tarn show " << f << " physicalasset \"Cross-laminated timber\" --json\n";
+            << "  tarn show " << f << " physicalasset \"Cross-laminated timber\" --json\n"
+            << "  tarn list " << f << " ishapeprofile --series IPE\n"
+            << "  tarn show " << f << " profile \"HEA 200\"\n";
 }
 
 void run(const std::string& file, bool force, const std::string& data) {
@@ -384,6 +538,7 @@ void run(const std::string& file, bool force, const std::string& data) {
     builder.layers(readers[0]);
     builder.materials(readers[1]);
     builder.compositions(readers[2]);
+    builder.profiles(readers[3]);
     transaction.commit();
   });
   made.commit();
@@ -394,6 +549,7 @@ void run(const std::string& file, bool force, const std::string& data) {
     printInsulation(library);
     printExternalWalls(library);
     printUses(library, L"Reinforced concrete");
+    printSections(library);
   });
   if (file.find("://") != std::string::npos)
     std::cout << "\nThe catalogue lived in memory and is gone now that tarn ends.\n";
