@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -105,6 +106,32 @@ std::set<std::string> entries(const std::string& folder) {
   return names;
 }
 
+json sampleProfiles() {
+  std::ifstream in(std::string(TARN_DATA_DIR) + "/profiles.json");
+  return json::parse(in);
+}
+
+// The dimensions of every shape as the library lists them, by class name.
+template <class S>
+std::pair<std::string, std::vector<ParametrizedProfile::Dimension>> dimensionsOf(const char* name) {
+  return {name, S::create(TnSmartPtr<ProfileName>(), OdString())->dimensions()};
+}
+#define TARN_TEST_SHAPE(Class) dimensionsOf<Class>(#Class)
+
+const std::vector<std::pair<std::string, std::vector<ParametrizedProfile::Dimension>>>& everyShape() {
+  static const std::vector<std::pair<std::string, std::vector<ParametrizedProfile::Dimension>>> shapes = {
+      TARN_TEST_SHAPE(CircleProfile),          TARN_TEST_SHAPE(CircleHollowProfile),
+      TARN_TEST_SHAPE(EllipseProfile),         TARN_TEST_SHAPE(RectangleProfile),
+      TARN_TEST_SHAPE(RectangleHollowProfile), TARN_TEST_SHAPE(RoundedRectangleProfile),
+      TARN_TEST_SHAPE(TrapeziumProfile),       TARN_TEST_SHAPE(CraneRailAShapeProfile),
+      TARN_TEST_SHAPE(CraneRailFShapeProfile), TARN_TEST_SHAPE(TShapeProfile),
+      TARN_TEST_SHAPE(ZShapeProfile),          TARN_TEST_SHAPE(CShapeProfile),
+      TARN_TEST_SHAPE(UShapeProfile),          TARN_TEST_SHAPE(LShapeProfile),
+      TARN_TEST_SHAPE(IShapeProfile),          TARN_TEST_SHAPE(AsymmetricIShapeProfile),
+  };
+  return shapes;
+}
+
 const char* const kBusy = "busy: another process is writing to it; try again when it is done";
 
 // Every test starts from its own copy of the sample catalogue, which "tarn
@@ -168,12 +195,23 @@ class Tarn : public ::testing::Test {
 
   std::size_t count(const std::vector<std::string>& args) { return std::stoul(ok(args)); }
 
-  // Names of the materials some composition has a ply of.
+  // Names of the materials some composition has a ply of or some profile is made of.
   std::set<std::string> usedMaterials() {
     std::set<std::string> used;
     for (const json& c : okJson({"list", demo, "composition", "--json"}))
       for (const json& ply : c["plies"]) used.insert(ply["material"].get<std::string>());
+    for (const json& p : okJson({"list", demo, "profile", "--json"}))
+      if (p["material"].is_string()) used.insert(p["material"].get<std::string>());
     return used;
+  }
+
+  // A copy of the sample data with `profiles` as its profiles.json.
+  std::string dataWithProfiles(const json& profiles) {
+    const std::string data = dir.file("data");
+    std::filesystem::remove_all(data);
+    std::filesystem::copy(TARN_DATA_DIR, data);
+    writeBytes(data + "/profiles.json", profiles.dump(1));
+    return data;
   }
 
   TempDir dir;
@@ -492,7 +530,7 @@ TEST_F(Tarn, Remove_WithOneMalformedIdRemovesNothing) {
   EXPECT_EQ(count({"count", demo, "composition"}), before);
 }
 
-TEST_F(Tarn, Purge_RemovesExactlyTheMaterialsNoCompositionUses) {
+TEST_F(Tarn, Purge_RemovesExactlyTheMaterialsNothingUses) {
   std::set<std::string> used = usedMaterials();
   std::set<std::string> removed, kept;
   for (const json& o : okJson({"purge", demo, "material", "--json"})) {
@@ -513,6 +551,413 @@ TEST_F(Tarn, Purge_OfEveryTypeEmptiesTheSampleCatalogue) {
   EXPECT_NE(text.find("Composition 1 "), std::string::npos) << text;
   const json counts = okJson({"info", demo, "--json"})["objects"];
   for (const auto& [type, n] : counts.items()) EXPECT_EQ(n, 0) << type;
+}
+
+// ---- Profiles
+
+TEST_F(Tarn, Demo_BuildsEverySectionOfTheProfileDataUnderItsSeries) {
+  const json data = sampleProfiles();
+  std::map<std::string, std::size_t> perClass;
+  std::size_t total = 0;
+  for (const json& s : data["series"]) {
+    perClass[s["shape"]] += s["sections"].size();
+    total += s["sections"].size();
+  }
+  ASSERT_GT(total, 0u);
+
+  // Each profile is counted once, under its own class.
+  const json n = okJson({"info", demo, "--json"})["objects"];
+  EXPECT_EQ(n["ProfileStandard"], data["standards"].size());
+  EXPECT_EQ(n["ProfileName"], data["series"].size());
+  EXPECT_EQ(n["CustomProfile"], 0);
+  std::size_t shapes = 0;
+  for (const auto& [shape, dimensions] : everyShape()) {
+    EXPECT_EQ(n[shape], perClass[shape]) << shape;
+    shapes += n[shape].get<std::size_t>();
+  }
+  EXPECT_EQ(shapes, total);
+  EXPECT_EQ(count({"count", demo, "profile"}), total);
+  EXPECT_EQ(count({"count", demo, "parametrizedprofile"}), total);
+
+  std::map<std::pair<std::string, std::string>, json> bySeriesAndSize;
+  for (const json& p : okJson({"list", demo, "profile", "--json"}))
+    bySeriesAndSize[{p["series"], p["size"]}] = p;
+  ASSERT_EQ(bySeriesAndSize.size(), total);
+  for (const json& s : data["series"]) {
+    for (const json& row : s["sections"]) {
+      SCOPED_TRACE(row.dump());
+      const json& p = bySeriesAndSize.at({s["name"], row[0]});
+      EXPECT_EQ(p["class"], s["shape"]);
+      EXPECT_EQ(p["standard"], s.value("standard", json()));
+      EXPECT_EQ(p["type"], s["type"]);
+      EXPECT_EQ(p["material"], s.value("material", json()));
+      EXPECT_EQ(p["unit"], "mm");
+      EXPECT_TRUE(p["offset"].is_null());
+      const json& names = s["dimensions"];
+      for (std::size_t c = 0; c < names.size(); ++c)
+        EXPECT_EQ(p["dimensions"][names[c].get<std::string>()], row[c + 1].get<double>()) << names[c];
+      // The nominal mass has no field of its own: the description carries it.
+      const std::string description = p["description"];
+      if (s.value("mass", false)) {
+        const std::string prefix = "Nominal mass ", suffix = " kg/m";
+        ASSERT_EQ(description.rfind(prefix, 0), 0u) << description;
+        ASSERT_EQ(description.substr(description.size() - suffix.size()), suffix);
+        EXPECT_EQ(std::stod(description.substr(prefix.size())), row.back().get<double>());
+      } else {
+        EXPECT_EQ(description, "");
+      }
+    }
+  }
+}
+
+TEST_F(Tarn, Demo_SetsEveryDimensionOfEveryShapeByItsName) {
+  // Per shape two series: one giving every dimension, each its own value, and
+  // one giving only the required ones, without standard or material.
+  const char* const types[] = {"Generic", "StructuralConcrete", "StructuralSteel", "HVAC",
+                               "Piping",  "Electrical"};
+  json profiles = {{"standards", json::array({{{"name", "Test standard"}}})}, {"series", json::array()}};
+  std::map<std::string, json> expected;  // by size text
+  double value = 1.25;
+  std::size_t i = 0;
+  for (const auto& [shape, dimensions] : everyShape()) {
+    json all = json::array(), required = json::array();
+    json fullRow = json::array({shape + " full"}), requiredRow = json::array({shape + " required"});
+    json fullDimensions = json::object(), requiredDimensions = json::object();
+    for (const ParametrizedProfile::Dimension& d : dimensions) {
+      all.push_back(d.name);
+      fullRow.push_back(value);
+      fullDimensions[d.name] = value;
+      value += 1.0;
+      requiredDimensions[d.name] = nullptr;
+      if (!d.optional) {
+        required.push_back(d.name);
+        requiredRow.push_back(value);
+        requiredDimensions[d.name] = value;
+        value += 1.0;
+      }
+    }
+    requiredRow.push_back(12.5);  // the mass
+    profiles["series"].push_back({{"name", shape + " full"},
+                                  {"standard", "Test standard"},
+                                  {"type", types[i % 6]},
+                                  {"shape", shape},
+                                  {"material", "Structural steel"},
+                                  {"dimensions", all},
+                                  {"sections", json::array({fullRow})}});
+    profiles["series"].push_back({{"name", shape + " required"},
+                                  {"type", types[(i + 1) % 6]},
+                                  {"shape", shape},
+                                  {"dimensions", required},
+                                  {"mass", true},
+                                  {"sections", json::array({requiredRow})}});
+    expected[shape + " full"] = {{"class", shape},
+                                 {"series", shape + " full"},
+                                 {"standard", "Test standard"},
+                                 {"type", types[i % 6]},
+                                 {"material", "Structural steel"},
+                                 {"description", ""},
+                                 {"dimensions", fullDimensions}};
+    expected[shape + " required"] = {{"class", shape},
+                                     {"series", shape + " required"},
+                                     {"standard", nullptr},
+                                     {"type", types[(i + 1) % 6]},
+                                     {"material", nullptr},
+                                     {"description", "Nominal mass 12.5 kg/m"},
+                                     {"dimensions", requiredDimensions}};
+    ++i;
+  }
+
+  const std::string file = dir.file("shapes.sqlite");
+  ok({"demo", file, "--data", dataWithProfiles(profiles)});
+  json listed = okJson({"list", file, "parametrizedprofile", "--json"});
+  ASSERT_EQ(listed.size(), expected.size());
+  for (const json& p : listed) {
+    SCOPED_TRACE(p.dump());
+    json got = json::object();
+    for (const char* key : {"class", "series", "standard", "type", "material", "description", "dimensions"})
+      got[key] = p[key];
+    EXPECT_EQ(got, expected.at(p["size"]));
+  }
+}
+
+TEST_F(Tarn, Show_AProfileGivesEveryFieldAndEachDimensionWithTheUnitOrAbsent) {
+  const std::string file = dir.file("inch.sqlite");
+  std::string beamId, otherId, sketchId;
+  {
+    auto library = Library::create(OdString(file), LibraryUnit::Inch);
+    ASSERT_TRUE(library);
+    auto metals = library->save<MaterialType>(MaterialType::create(OdString("Metal")));
+    auto steel = library->save<Material>(Material::create(OdString("Steel"), metals));
+    auto w = ProfileName::create(ProfileStandard::create(OdString("AISC")), OdString("W"),
+                                 ProfileType::StructuralSteel);
+    auto beam = IShapeProfile::create(w, OdString("W8x10"));
+    beam->set_overall_width(3.94);
+    beam->set_overall_depth(7.89);
+    beam->set_web_thickness(0.17);
+    beam->set_flange_thickness(0.205);
+    beam->set_description(OdString("Light beam"));
+    beam->set_material(steel);
+    beam->set_offset(Vector2d{1.5, -2.0});
+    beam->set_guid(Guid(OdString("4b7009ef-0317-4504-a674-282d1b5bb08f")));
+    beam->set_merge_guids().insert(Guid(OdString("9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10")));
+    beamId = std::to_string(library->save<IShapeProfile>(beam)->id());
+    // The same size text in another series.
+    auto other = IShapeProfile::create(ProfileName::create(OdString("Other")), OdString("W8x10"));
+    otherId = std::to_string(library->save<IShapeProfile>(other)->id());
+    auto sketch = CustomProfile::create(ProfileName::create(OdString("Sketches")), OdString("Hook"));
+    sketch->set_geometry(OdString("M 0 0\nL 4 0\x1b[2J"));
+    sketch->set_guid(Guid(OdString("0d1e5a3c-0b7b-4c4e-9a40-3f0f5e1b7a11")));
+    sketchId = std::to_string(library->save<CustomProfile>(sketch)->id());
+  }
+
+  const std::string beamText = "IShapeProfile " + beamId +
+                               "\n"
+                               "  series       W\n"
+                               "  standard     AISC\n"
+                               "  type         StructuralSteel\n"
+                               "  size         W8x10\n"
+                               "  description  Light beam\n"
+                               "  material     Steel\n"
+                               "  offset\n"
+                               "    x  1.5 in\n"
+                               "    y  -2 in\n"
+                               "  guid         4b7009ef-0317-4504-a674-282d1b5bb08f\n"
+                               "  merge_guids  9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10\n"
+                               "  dimensions\n"
+                               "    overallWidth     3.94 in\n"
+                               "    overallDepth     7.89 in\n"
+                               "    webThickness     0.17 in\n"
+                               "    flangeThickness  0.205 in\n"
+                               "    filletRadius     absent\n";
+  EXPECT_EQ(ok({"show", file, "profile", beamId}), beamText);
+  EXPECT_EQ(ok({"show", file, "ishapeprofile", beamId}), beamText);
+  // A custom profile's outline is text from the catalogue, escaped as the rest.
+  EXPECT_EQ(ok({"show", file, "customprofile", "Hook"}),
+            "CustomProfile " + sketchId +
+                "\n"
+                "  series       Sketches\n"
+                "  standard     -\n"
+                "  type         Generic\n"
+                "  size         Hook\n"
+                "  description  \n"
+                "  material     -\n"
+                "  offset       absent\n"
+                "  guid         0d1e5a3c-0b7b-4c4e-9a40-3f0f5e1b7a11\n"
+                "  merge_guids  (none)\n"
+                "  geometry     M 0 0\\nL 4 0\\x1b[2J\n");
+
+  json record = okJson({"show", file, "parametrizedprofile", beamId, "--json"});
+  EXPECT_EQ(record["unit"], "in");
+  EXPECT_EQ(record["offset"], (json{{"x", 1.5}, {"y", -2.0}}));
+  EXPECT_TRUE(record["dimensions"]["filletRadius"].is_null());
+  EXPECT_EQ(record["dimensions"].size(), 5u);
+  EXPECT_EQ(okJson({"show", file, "customprofile", sketchId, "--json"})["geometry"], "M 0 0\nL 4 0\x1b[2J");
+
+  // By size text when only one profile of the class has it; else by id.
+  EXPECT_EQ(okJson({"list", file, "profile", "--json"})[2],
+            okJson({"show", file, "profile", "Hook", "--json"}));
+  Outcome ambiguous = run({"show", file, "ishapeprofile", "W8x10"});
+  EXPECT_EQ(ambiguous.err, "tarn: W8x10: 2 IShapeProfile objects have that name (ids " + beamId + ", " +
+                               otherId + "); give an id\n");
+  fails({"show", file, "circleprofile", beamId}, 2, beamId);
+  fails({"show", file, "customprofile", "W8x10"}, 2, "W8x10");
+}
+
+TEST_F(Tarn, List_ProfilesBySizeSeriesAndStandardAgreeInTextJsonAndCount) {
+  auto text = [](const json& p, const char* key) {
+    return p[key].is_string() ? p[key].get<std::string>() : "";
+  };
+  auto endsWith = [](const std::string& s, const std::string& end) {
+    return s.size() >= end.size() && s.compare(s.size() - end.size(), end.size(), end) == 0;
+  };
+  struct Case {
+    std::string type;  // as the records name it; the command line gets it in lower case
+    std::vector<std::string> selection;
+    std::function<bool(const json&)> selects;
+  };
+  const std::vector<Case> cases = {
+      {"IShapeProfile", {"--series", "IPE"}, [&](const json& p) { return text(p, "series") == "IPE"; }},
+      {"Profile",
+       {"--standard", "EN 10210%"},
+       [&](const json& p) { return text(p, "standard") == "EN 10210-2"; }},
+      {"ParametrizedProfile",
+       {"--name", "%X16"},
+       [&](const json& p) { return endsWith(text(p, "size"), "x16"); }},
+      {"Profile",
+       {"--series", "he_", "--name", "%1000"},
+       [&](const json& p) {
+         return text(p, "series").rfind("HE", 0) == 0 && endsWith(text(p, "size"), " 1000");
+       }},
+      {"CircleProfile",
+       {"--standard", "EN 10210-2"},
+       [&](const json& p) { return p["class"] == "CircleHollowProfile"; }},
+      {"RectangleProfile",
+       {"--series", "%"},
+       [&](const json& p) {
+         return p["class"] == "RectangleProfile" || p["class"] == "RectangleHollowProfile";
+       }},
+      {"LShapeProfile", {"--series", "IPE"}, [](const json&) { return false; }},
+  };
+  const json all = okJson({"list", demo, "profile", "--json"});
+  for (const Case& c : cases) {
+    std::vector<std::string> list = {"list", demo, lower(c.type)};
+    list.insert(list.end(), c.selection.begin(), c.selection.end());
+    SCOPED_TRACE(describe(list, Outcome{}));
+    std::vector<std::string> cnt = list;
+    cnt[0] = "count";
+    std::vector<std::string> asJson = list;
+    asJson.push_back("--json");
+
+    std::vector<unsigned> expected;
+    for (const json& p : all)
+      if (c.selects(p)) expected.push_back(p["id"]);
+    const json records = okJson(asJson);
+    std::vector<unsigned> ids;
+    for (const json& p : records) ids.push_back(p["id"]);
+    EXPECT_EQ(ids, expected);
+    EXPECT_EQ(count(cnt), expected.size());
+
+    // The plain list, made from the picker query, says the same as the records.
+    std::size_t width = 1;
+    for (unsigned id : ids) width = std::max(width, std::to_string(id).size());
+    std::string lines;
+    for (const json& p : records) {
+      std::string id = std::to_string(p["id"].get<unsigned>());
+      lines += std::string(width - id.size(), ' ') + id + "  " + text(p, "size");
+      if (p["class"] != c.type) lines += "  (" + p["class"].get<std::string>() + ")";
+      lines += "\n";
+    }
+    EXPECT_EQ(ok(list), lines);
+  }
+
+  // Series by their standard, standards by their name.
+  const json data = sampleProfiles();
+  std::set<std::string> expectedSeries;
+  for (const json& s : data["series"])
+    if (s.value("standard", "") == "EN 10365") expectedSeries.insert(s["name"].get<std::string>());
+  std::set<std::string> series;
+  for (const json& s : okJson({"list", demo, "profilename", "--standard", "en 10365", "--json"})) {
+    EXPECT_EQ(s["standard"], "EN 10365");
+    series.insert(s["name"].get<std::string>());
+  }
+  EXPECT_EQ(series, expectedSeries);
+  EXPECT_EQ(count({"count", demo, "ProfileStandard", "--name", "EN 10%"}), data["standards"].size());
+
+  // A selection the type cannot have is a usage error.
+  for (const std::vector<std::string>& usage :
+       {std::vector<std::string>{"list", demo, "profilename", "--series", "IPE"},
+        {"count", demo, "profilestandard", "--series", "IPE"},
+        {"list", demo, "material", "--series", "IPE"},
+        {"list", demo, "profilestandard", "--standard", "EN%"},
+        {"count", demo, "composition", "--standard", "EN%"}})
+    fails(usage, 1, usage[3]);
+}
+
+TEST_F(Tarn, Remove_ProfilesThroughTheirClassOrTheRootAndKeepsSeriesInUse) {
+  const json ipe = okJson({"list", demo, "ishapeprofile", "--series", "IPE", "--json"});
+  const json hollow = okJson({"list", demo, "circlehollowprofile", "--json"});
+  ASSERT_GE(ipe.size(), 2u);
+  ASSERT_FALSE(hollow.empty());
+  const std::size_t before = count({"count", demo, "profile"});
+  const std::string first = std::to_string(ipe[0]["id"].get<unsigned>());
+  const std::string second = std::to_string(ipe[1]["id"].get<unsigned>());
+  const std::string tube = std::to_string(hollow[0]["id"].get<unsigned>());
+
+  // A class removes only its own kind; a base class or the root removes any.
+  json outcomes = okJson({"remove", demo, "ishapeprofile", first, tube, "--json"});
+  ASSERT_EQ(outcomes.size(), 2u);
+  std::map<std::string, std::string> byId;
+  for (const json& o : outcomes) {
+    EXPECT_EQ(o["class"], "IShapeProfile");
+    byId[std::to_string(o["id"].get<unsigned>())] = o["outcome"];
+  }
+  EXPECT_EQ(byId, (std::map<std::string, std::string>{{first, "removed"}, {tube, "not_found"}}));
+  EXPECT_EQ(
+      ok({"remove", demo, "profile", second}),
+      "Profile " + second + " \"" + ipe[1]["size"].get<std::string>() + "\": removed\n1 removed, 0 not\n");
+  EXPECT_EQ(okJson({"remove", demo, "circleprofile", tube, "--json"})[0]["outcome"], "removed");
+  EXPECT_EQ(count({"count", demo, "profile"}), before - 3);
+  fails({"show", demo, "profile", first}, 2, first);
+
+  // A series stays while a profile of it is left.
+  const json series = okJson({"show", demo, "profilename", "IPE", "--json"});
+  const std::string seriesId = std::to_string(series["id"].get<unsigned>());
+  EXPECT_EQ(ok({"remove", demo, "profilename", seriesId}),
+            "ProfileName " + seriesId + " \"IPE\": kept, still referenced\n0 removed, 1 not\n");
+  std::vector<std::string> rest = {"remove", demo, "profile"};
+  for (std::size_t i = 2; i < ipe.size(); ++i) rest.push_back(std::to_string(ipe[i]["id"].get<unsigned>()));
+  ok(rest);
+  EXPECT_EQ(count({"count", demo, "profile", "--series", "IPE"}), 0u);
+  EXPECT_EQ(okJson({"remove", demo, "profilename", seriesId, "--json"})[0]["outcome"], "removed");
+}
+
+TEST_F(Tarn, Demo_MalformedProfileDataNamesTheSeriesAndRowAndLeavesNoCatalogue) {
+  const json good = {
+      {"standards", json::array({{{"name", "EN 10365"}}})},
+      {"series",
+       json::array({{{"name", "IPE"},
+                     {"standard", "EN 10365"},
+                     {"type", "StructuralSteel"},
+                     {"shape", "IShapeProfile"},
+                     {"material", "Structural steel"},
+                     {"dimensions",
+                      {"overallDepth", "overallWidth", "webThickness", "flangeThickness", "filletRadius"}},
+                     {"mass", true},
+                     {"sections", json::array({json::array({"IPE 80", 80, 46, 3.8, 5.2, 5, 6.0}),
+                                               json::array({"IPE 100", 100, 55, 4.1, 5.7, 7, 8.1})})}}})}};
+  TempDir out;
+  const std::string file = out.file("sections.sqlite");
+  ok({"demo", file, "--data", dataWithProfiles(good)});
+  EXPECT_EQ(count({"count", file, "profile"}), 2u);
+  std::filesystem::remove(file);
+
+  struct Case {
+    std::function<void(json& series)> spoil;
+    std::string reason;
+  };
+  const std::string ipe = "series[0] (\"IPE\")";
+  const std::string row = ipe + ".sections[1] (\"IPE 100\")";
+  const std::vector<Case> cases = {
+      {[](json& s) { s["shape"] = "IBeam"; },
+       ipe + ": unknown shape \"IBeam\"; the shapes are CircleProfile, CircleHollowProfile, EllipseProfile, "
+             "RectangleProfile, RectangleHollowProfile, RoundedRectangleProfile, TrapeziumProfile, "
+             "CraneRailAShapeProfile, CraneRailFShapeProfile, TShapeProfile, ZShapeProfile, CShapeProfile, "
+             "UShapeProfile, LShapeProfile, IShapeProfile, AsymmetricIShapeProfile"},
+      {[](json& s) { s["dimensions"][0] = "depth"; },
+       ipe + ": IShapeProfile has no dimension \"depth\"; its dimensions are overallWidth, overallDepth, "
+             "webThickness, flangeThickness, filletRadius"},
+      {[](json& s) { s["dimensions"][1] = "overallDepth"; },
+       ipe + ": the dimension \"overallDepth\" is given twice"},
+      {[](json& s) { s["dimensions"].erase(3); },
+       ipe + ": IShapeProfile needs the dimension \"flangeThickness\""},
+      {[](json& s) { s["sections"][1].erase(6); },
+       row + ": has 6 values; needs 7 values: the size text, 5 dimensions and the mass"},
+      {[](json& s) { s["mass"] = false; },
+       ipe + ".sections[0] (\"IPE 80\"): has 7 values; needs 6 values: the size text, 5 dimensions"},
+      {[](json& s) { s["sections"][1][3] = "4.1"; }, row + ".webThickness: needs a number"},
+      {[](json& s) { s["sections"][1][6] = nullptr; }, row + ".mass: needs a number"},
+      {[](json& s) { s["sections"][1][0] = 100; },
+       ipe + ".sections[1]: needs an array that starts with the size text"},
+      {[](json& s) { s["sections"][1][0] = "IPE 80"; },
+       ipe + ".sections[1] (\"IPE 80\"): the size is given twice in its series"},
+      {[](json& s) { s["material"] = "Unobtainium"; }, ipe + ": unknown material \"Unobtainium\""},
+      {[](json& s) { s["standard"] = "EN 9999"; }, ipe + ": unknown standard \"EN 9999\""},
+      {[](json& s) { s["type"] = "Steel"; }, ipe + ": unknown profile type \"Steel\""},
+      {[](json& s) { s["mass"] = "yes"; }, ipe + ": \"mass\" needs true or false"},
+  };
+  for (const Case& c : cases) {
+    json profiles = good;
+    c.spoil(profiles["series"][0]);
+    const std::string data = dataWithProfiles(profiles);
+    SCOPED_TRACE(c.reason);
+    failsWith({"demo", file, "--data", data}, data + "/profiles.json", c.reason);
+    EXPECT_TRUE(entries(out.file("")).empty());
+  }
+
+  const std::string data = dataWithProfiles(good);
+  writeBytes(data + "/profiles.json", "{ \"standards\": [");
+  fails({"demo", file, "--data", data}, 2, data + "/profiles.json");
+  EXPECT_TRUE(entries(out.file("")).empty());
 }
 
 // ---- The file as a whole
