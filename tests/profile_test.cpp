@@ -126,6 +126,15 @@ TEST_F(ProfileTest, NamedAccessors_ReadAndWriteTheirColumns_OptionalOnesAbsentAs
             "centreOfGravityInY ");
   EXPECT_FALSE(loaded->has_width());
   EXPECT_EQ(loaded->width(), 0.0);
+  // By name, as generic code sets them.
+  EXPECT_TRUE(loaded->set_dimension(L"width", 90));
+  EXPECT_EQ(loaded->width(), 90.0);
+  EXPECT_TRUE(loaded->clear_dimension(L"width"));
+  EXPECT_FALSE(loaded->has_width());
+  EXPECT_FALSE(loaded->clear_dimension(L"depth"));  // required
+  EXPECT_FALSE(loaded->set_dimension(L"radius", 1));
+  EXPECT_TRUE(loaded->isDirty());
+  loaded = library->get<LShapeProfile>(a);
   EXPECT_TRUE(loaded->has_leg_slope());
   EXPECT_FALSE(loaded->isDirty());
   loaded->set_leg_slope(0.5);

@@ -191,6 +191,11 @@ class TARNLIB_EXPORT ParametrizedProfile : public Profile {
   };
   // Every dimension of the shape, its bases' first, in column order.
   std::vector<Dimension> dimensions() const;
+  // The same by stored name, for generic code: set makes an optional one
+  // present, clear makes it absent (a required one cannot be cleared). False,
+  // nothing changed, for a name the shape does not have.
+  bool set_dimension(const OdString& name, double value);
+  bool clear_dimension(const OdString& name);
 
  protected:
   explicit ParametrizedProfile(std::unique_ptr<Profile::Impl> impl);

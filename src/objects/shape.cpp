@@ -213,6 +213,34 @@ const access::Mapping& shapeMapping(ObjectType type);
 
 }  // namespace objects
 
+namespace {
+
+// The position of a dimension of `profile`'s shape by its stored name.
+std::optional<std::size_t> dimensionIndex(const ParametrizedProfile& profile, const OdString& name) {
+  const objects::Shape* shape = objects::shapeOf(profile.tarnlibType());
+  if (!shape) return std::nullopt;
+  const std::string column = name.toUtf8();
+  for (std::size_t i = 0; i < shape->all.size(); ++i)
+    if (column == shape->all[i].column) return i;
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool ParametrizedProfile::set_dimension(const OdString& name, double value) {
+  const auto index = dimensionIndex(*this, name);
+  if (!index) return false;
+  objects::setDimension(*impl_, *index, value);
+  return true;
+}
+
+bool ParametrizedProfile::clear_dimension(const OdString& name) {
+  const auto index = dimensionIndex(*this, name);
+  if (!index || !objects::shapeOf(tarnlibType())->all[*index].optional) return false;
+  objects::clearDimension(*impl_, *index);
+  return true;
+}
+
 std::vector<ParametrizedProfile::Dimension> ParametrizedProfile::dimensions() const {
   std::vector<Dimension> out;
   const objects::Shape* shape = objects::shapeOf(tarnlibType());
