@@ -152,10 +152,55 @@ std::string fromClause(const Mapping& mapping) {
   return from;
 }
 
-Object* Loader::cached(const Mapping& mapping, std::uint32_t id) const {
-  auto it = cache_.find(cacheKey(mapping, id));
-  return it == cache_.end() ? nullptr : it->second.get();
+namespace {
+
+std::size_t slotOf(std::uint64_t key, std::size_t mask) {
+  // Fibonacci hashing spreads the dense ids over the table.
+  return static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> 20) & mask;
 }
+
+}  // namespace
+
+Object* ObjectCache::find(std::uint64_t key) const {
+  if (slots_.empty()) return nullptr;
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t i = slotOf(key, mask);; i = (i + 1) & mask) {
+    if (slots_[i].first == key) return slots_[i].second.get();
+    if (slots_[i].first == 0) return nullptr;
+  }
+}
+
+void ObjectCache::insert(std::uint64_t key, TnSmartPtr<Object> object) {
+  reserve(1);
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t i = slotOf(key, mask);
+  while (slots_[i].first != 0) i = (i + 1) & mask;
+  slots_[i] = {key, std::move(object)};
+  ++size_;
+}
+
+void ObjectCache::reserve(std::size_t more) {
+  // At most half full, so that probes stay short.
+  const std::size_t needed = 2 * (size_ + more);
+  if (needed <= slots_.size()) return;
+  std::size_t capacity = 64;
+  while (capacity < needed) capacity *= 2;
+  grow(capacity);
+}
+
+void ObjectCache::grow(std::size_t capacity) {
+  std::vector<std::pair<std::uint64_t, TnSmartPtr<Object>>> old(capacity);
+  old.swap(slots_);
+  const std::size_t mask = capacity - 1;
+  for (auto& [key, object] : old) {
+    if (key == 0) continue;
+    std::size_t i = slotOf(key, mask);
+    while (slots_[i].first != 0) i = (i + 1) & mask;
+    slots_[i] = {key, std::move(object)};
+  }
+}
+
+Object* Loader::cached(const Mapping& mapping, std::uint32_t id) const { return cache_.find(cacheKey(mapping, id)); }
 
 TnSmartPtr<Object> Loader::loadOne(const Mapping& mapping, std::uint32_t id) {
   std::vector<TnSmartPtr<Object>> out;
@@ -255,7 +300,9 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
   const ReadSql& sql = readSql(mapping);
   std::string scratch;
 
-  // 1. The rows of the class's tables, joined.
+  // 1. The rows of the class's tables, joined. The cache grows once for a
+  // known number of objects rather than rehashing its way up.
+  if (remember && selection.kind == Selection::Kind::Ids) cache_.reserve(selection.ids.size());
   std::map<ObjectType, std::vector<PendingRef>> pending;
   std::vector<Object*> fresh;  // loaded by this call, in id order
   {
@@ -280,7 +327,7 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
         }
       }
       fresh.push_back(object.get());
-      if (remember) cache_.emplace(cacheKey(mapping, id), object);
+      if (remember) cache_.insert(cacheKey(mapping, id), object);
       out.push_back(std::move(object));
     }
   }

@@ -16,6 +16,23 @@
 
 namespace tarnlib::access {
 
+// The objects one load has made, by root type and id: an open-addressing table
+// in one array, as a load may hold hundreds of thousands of them and a node per
+// object would cost an allocation and a cache miss each.
+class ObjectCache {
+ public:
+  Object* find(std::uint64_t key) const;
+  // The key must not be there yet (0 is no key: ids start at 1).
+  void insert(std::uint64_t key, TnSmartPtr<Object> object);
+  // Room for `more` objects beyond those held, without growing on the way.
+  void reserve(std::size_t more);
+
+ private:
+  void grow(std::size_t capacity);
+  std::vector<std::pair<std::uint64_t, TnSmartPtr<Object>>> slots_;
+  std::size_t size_ = 0;
+};
+
 class Loader {
  public:
   Loader(const std::shared_ptr<Library>& library, db::Connection& connection)
@@ -44,7 +61,7 @@ class Loader {
   std::shared_ptr<Library> library_;
   db::Connection& connection_;
   // Every object loaded in this operation, by root type and id.
-  std::unordered_map<std::uint64_t, TnSmartPtr<Object>> cache_;
+  ObjectCache cache_;
 };
 
 // The FROM clause of a class: its own table joined up to the root.
