@@ -447,6 +447,20 @@ TARNLIB_EXPORT OdRxObject* queryOwnClass(const OdRxObject* self, const OdRxClass
                                                                                                     \
  public:
 
+// The boilerplate of a concrete class of a tree whose root keeps every class's
+// fields in one record, Root::Impl (profiles, property definitions).
+#define TARNLIB_DECLARE_TREE_MEMBER(Class, Root)                                                    \
+ protected:                                                                                         \
+  Class();                                                                                          \
+  explicit Class(std::unique_ptr<Root::Impl> impl);                                                 \
+  OdRxObjectPtr clone() const override;                                                             \
+  ::tarnlib::TnSmartPtr<::tarnlib::Object> saveImpl(const std::shared_ptr<::tarnlib::Library>& library, \
+                                                    ::tarnlib::IdMapping& mapping) override;        \
+  ::tarnlib::TnSmartPtr<const ::tarnlib::Object> saveImpl(                                          \
+      const std::shared_ptr<::tarnlib::Library>& library, ::tarnlib::IdMapping& mapping) const override; \
+                                                                                                    \
+ public:
+
 #define TARNLIB_DETAIL_DEFINE_OBJECT_COMMON(Class, Base)                                                    \
   OdRxClass* Class::rxDesc_ = nullptr;                                                                      \
   OdRxClass* Class::desc() { return rxDesc_; }                                                              \

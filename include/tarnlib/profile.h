@@ -146,20 +146,10 @@ class TARNLIB_EXPORT Profile : public Object {
 };
 
 // The boilerplate of a concrete profile class.
-#define TARNLIB_DECLARE_PROFILE(Class)                                                              \
- public:                                                                                            \
-  static TnSmartPtr<Class> create(const TnSmartPtr<ProfileName>& name, const OdString& size);      \
-                                                                                                    \
- protected:                                                                                         \
-  Class();                                                                                          \
-  explicit Class(std::unique_ptr<Profile::Impl> impl);                                              \
-  OdRxObjectPtr clone() const override;                                                             \
-  ::tarnlib::TnSmartPtr<::tarnlib::Object> saveImpl(const std::shared_ptr<::tarnlib::Library>& library, \
-                                                    ::tarnlib::IdMapping& mapping) override;        \
-  ::tarnlib::TnSmartPtr<const ::tarnlib::Object> saveImpl(                                          \
-      const std::shared_ptr<::tarnlib::Library>& library, ::tarnlib::IdMapping& mapping) const override; \
-                                                                                                    \
- public:
+#define TARNLIB_DECLARE_PROFILE(Class)                                                         \
+ public:                                                                                       \
+  static TnSmartPtr<Class> create(const TnSmartPtr<ProfileName>& name, const OdString& size); \
+  TARNLIB_DECLARE_TREE_MEMBER(Class, Profile)
 
 class TARNLIB_EXPORT CustomProfile : public Profile {
   TARNLIB_DECLARE_OBJECT(CustomProfile)

@@ -179,23 +179,13 @@ class TARNLIB_EXPORT AbstractDefinition : public Object {
 };
 
 // The boilerplate of the two kinds of definition.
-#define TARNLIB_DECLARE_DEFINITION(Class)                                                           \
- public:                                                                                            \
-  static TnSmartPtr<Class> create(const TnSmartPtr<const PropertyNamespace>& ns);                  \
+#define TARNLIB_DECLARE_DEFINITION(Class)                                                               \
+ public:                                                                                               \
+  static TnSmartPtr<Class> create(const TnSmartPtr<const PropertyNamespace>& ns);                     \
   static TnSmartPtr<Class> create(const TnSmartPtr<const PropertyNamespace>& ns, const OdString& name); \
-  static TnSmartPtr<Class> create(const TnSmartPtr<const PropertyNamespace>& ns, const OdString& name, \
-                                  const PropertyType& type);                                        \
-                                                                                                    \
- protected:                                                                                         \
-  Class();                                                                                          \
-  explicit Class(std::unique_ptr<AbstractDefinition::Impl> impl);                                   \
-  OdRxObjectPtr clone() const override;                                                             \
-  ::tarnlib::TnSmartPtr<::tarnlib::Object> saveImpl(const std::shared_ptr<::tarnlib::Library>& library, \
-                                                    ::tarnlib::IdMapping& mapping) override;        \
-  ::tarnlib::TnSmartPtr<const ::tarnlib::Object> saveImpl(                                          \
-      const std::shared_ptr<::tarnlib::Library>& library, ::tarnlib::IdMapping& mapping) const override; \
-                                                                                                    \
- public:
+  static TnSmartPtr<Class> create(const TnSmartPtr<const PropertyNamespace>& ns, const OdString& name,  \
+                                  const PropertyType& type);                                           \
+  TARNLIB_DECLARE_TREE_MEMBER(Class, AbstractDefinition)
 
 // The kinds a default value is read and written as.
 template <class T>

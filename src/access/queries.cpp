@@ -52,15 +52,11 @@ void appendCondition(const StringCriteria& criteria, const std::string& column, 
   }
 }
 
-namespace {
-
 Query whereQuery(std::string where, std::vector<SqlValue> values) {
   Query q;
   q.selection = where.empty() ? Selection::all() : Selection::matching(std::move(where), std::move(values));
   return q;
 }
-
-}  // namespace
 
 Query queryFor(const Mapping& mapping, const NameKey& key) {
   return whereQuery(columnOf(mapping, "name") + " = ?", {key.name.toUtf8()});

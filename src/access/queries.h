@@ -41,6 +41,9 @@ struct Query {
   std::vector<SqlValue> countValues;
 };
 
+// The rows matching `where`, an " AND "-joined condition; every row when empty.
+Query whereQuery(std::string where, std::vector<SqlValue> values);
+
 Query queryFor(const Mapping& mapping, const NameKey& key);
 Query queryFor(const Mapping& mapping, const NameTypeKey& key);
 Query queryFor(const Mapping& mapping, const NameCriteria& criteria);

@@ -5,7 +5,8 @@
 #include <algorithm>
 
 #include "core/schema.h"
-#include "core/transaction_impl.h"
+#include "access/row_query.h"
+#include "objects/carriers.h"
 #include "objects/profile_support.h"
 #include "tarnlib/library.h"
 #include "tarnlib/profile_shapes.h"
@@ -83,28 +84,15 @@ TnSmartPtr<ProfileName> ProfileName::create(const TnSmartPtr<ProfileStandard>& s
 
 const TnSmartPtr<ProfileStandard>& ProfileName::standard() const { return impl_->standard; }
 void ProfileName::set_standard(const TnSmartPtr<ProfileStandard>& standard) {
-  if (impl_->standard.get() == standard.get()) return;
-  impl_->standard = standard;
-  impl_->state.dirty = true;
+  objects::assignIfChanged(impl_->standard, standard, impl_->state);
 }
 const OdString& ProfileName::name() const { return impl_->name; }
 void ProfileName::set_name(const OdString& name) { objects::assignIfChanged(impl_->name, name, impl_->state); }
 ProfileType ProfileName::type() const { return impl_->type; }
 void ProfileName::set_type(ProfileType type) { objects::assignIfChanged(impl_->type, type, impl_->state); }
 
-namespace {
-
-// Both null, the same object, or equal by value.
-template <class T>
-bool sameValue(const TnSmartPtr<T>& a, const TnSmartPtr<T>& b) {
-  if (a.get() == b.get()) return true;
-  return a && b && *a == *b;
-}
-
-}  // namespace
-
 bool ProfileName::operator==(const ProfileName& other) const {
-  return Object::operator==(other) && sameValue(impl_->standard, other.impl_->standard) &&
+  return Object::operator==(other) && objects::sameValue(impl_->standard, other.impl_->standard) &&
          impl_->name == other.impl_->name && impl_->type == other.impl_->type;
 }
 
@@ -146,11 +134,7 @@ ObjectState& Profile::state() { return impl_->state; }
 const ObjectState& Profile::state() const { return impl_->state; }
 
 const TnSmartPtr<ProfileName>& Profile::name() const { return impl_->name; }
-void Profile::set_name(const TnSmartPtr<ProfileName>& name) {
-  if (impl_->name.get() == name.get()) return;
-  impl_->name = name;
-  impl_->state.dirty = true;
-}
+void Profile::set_name(const TnSmartPtr<ProfileName>& name) { objects::assignIfChanged(impl_->name, name, impl_->state); }
 const OdString& Profile::size() const { return impl_->size; }
 void Profile::set_size(const OdString& size) { objects::assignIfChanged(impl_->size, size, impl_->state); }
 const OdString& Profile::description() const { return impl_->description; }
@@ -159,9 +143,7 @@ void Profile::set_description(const OdString& description) {
 }
 const TnSmartPtr<Material>& Profile::material() const { return impl_->material; }
 void Profile::set_material(const TnSmartPtr<Material>& material) {
-  if (impl_->material.get() == material.get()) return;
-  impl_->material = material;
-  impl_->state.dirty = true;
+  objects::assignIfChanged(impl_->material, material, impl_->state);
 }
 const Vector2d& Profile::offset() const {
   static const Vector2d none;
@@ -187,8 +169,8 @@ bool Profile::operator==(const Profile& other) const {
   const Impl& b = *other.impl_;
   // Only the presence of the offsets is compared, on purpose: their values
   // belong to the placement, not to the catalogue entry.
-  return Object::operator==(other) && sameValue(a.name, b.name) && a.size == b.size &&
-         a.description == b.description && sameValue(a.material, b.material) &&
+  return Object::operator==(other) && objects::sameValue(a.name, b.name) && a.size == b.size &&
+         a.description == b.description && objects::sameValue(a.material, b.material) &&
          a.offset.has_value() == b.offset.has_value();
 }
 
@@ -308,12 +290,6 @@ void profileConditions(const ProfileCriteria& criteria, std::string& where, std:
   }
 }
 
-Query whereQuery(std::string where, std::vector<SqlValue> values) {
-  Query q;
-  q.selection = where.empty() ? Selection::all() : Selection::matching(std::move(where), std::move(values));
-  return q;
-}
-
 }  // namespace
 
 Query queryFor(const Mapping& mapping, const ProfileKey& key) {
@@ -369,23 +345,18 @@ void Library::get<ProfilesPanelQuery>(std::vector<ProfilesPanelQuery::Row>& out,
                   "\"n\".\"type\"") +
       access::kProfileJoins + (where.empty() ? "" : " WHERE " + where) +
       " ORDER BY \"s\".\"name\", \"n\".\"name\", \"p\".\"id\"";
-  inTransaction(*this, Access::Read, [&](Transaction::Impl& tx) {
-    std::vector<ProfilesPanelQuery::Row> rows;
-    auto stmt = tx.connection().prepare(sql);
-    for (std::size_t i = 0; i < values.size(); ++i) access::bindSqlValue(*stmt, static_cast<int>(i), values[i]);
-    while (stmt->step()) {
-      ProfilesPanelQuery::Row row;
-      row.id = stmt->id(0);
-      const access::Mapping* mapping = access::mappingOfTypeId(stmt->utf8(1));
-      row.profile_class = mapping ? mapping->type() : ObjectType::Profile;
-      row.series = stmt->text(2);
-      row.standard = stmt->text(3);
-      row.size = stmt->text(4);
-      row.type = static_cast<ProfileType>(stmt->int64(5));
-      rows.push_back(std::move(row));
-    }
-    out.insert(out.end(), rows.begin(), rows.end());
+  const auto rows = access::queryRows<ProfilesPanelQuery::Row>(*this, sql, values, [](const db::Statement& stmt) {
+    ProfilesPanelQuery::Row row;
+    row.id = stmt.id(0);
+    const access::Mapping* mapping = access::mappingOfTypeId(stmt.utf8(1));
+    row.profile_class = mapping ? mapping->type() : ObjectType::Profile;
+    row.series = stmt.text(2);
+    row.standard = stmt.text(3);
+    row.size = stmt.text(4);
+    row.type = static_cast<ProfileType>(stmt.int64(5));
+    return row;
   });
+  out.insert(out.end(), rows.begin(), rows.end());
 }
 
 // ---- Mappings

@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/schema.h"
-#include "core/transaction_impl.h"
+#include "access/row_query.h"
 #include "objects/carriers.h"
 #include "objects/class_support.h"
 
@@ -169,9 +169,7 @@ void AbstractDefinition::set_type(const PropertyType& type) {
 }
 const TnSmartPtr<const Unit>& AbstractDefinition::unit() const { return impl_->unit; }
 void AbstractDefinition::set_unit(const TnSmartPtr<const Unit>& unit) {
-  if (impl_->unit.get() == unit.get()) return;
-  impl_->unit = unit;
-  impl_->state.dirty = true;
+  objects::assignIfChanged(impl_->unit, unit, impl_->state);
 }
 TARNLIB_PLAIN_FIELD(AbstractDefinition, bool, visible)
 
@@ -538,12 +536,6 @@ namespace access {
 
 namespace {
 
-Query whereQuery(std::string where, std::vector<SqlValue> values) {
-  Query q;
-  q.selection = where.empty() ? Selection::all() : Selection::matching(std::move(where), std::move(values));
-  return q;
-}
-
 // "<column> IN (SELECT id FROM namespaces WHERE name ...)" for a namespace condition.
 void appendNamespace(const StringCriteria& ns, const std::string& column, std::string& where,
                      std::vector<SqlValue>& values) {
@@ -606,28 +598,24 @@ void Library::get<PropertySetDefinitionQueryByName>(std::vector<PropertySetDefin
       "LEFT JOIN \"tarnlib_Unit\" AS \"u\" ON \"u\".\"id\" = \"a\".\"unit_id\"" +
       (where.empty() ? std::string() : " WHERE " + where) +
       " ORDER BY \"n\".\"name\", \"s\".\"name\", \"d\".\"index\"";
-  inTransaction(*this, Access::Read, [&](Transaction::Impl& tx) {
-    std::vector<PropertySetDefinitionQueryByName::Row> rows;
-    auto stmt = tx.connection().prepare(sql);
-    for (std::size_t i = 0; i < values.size(); ++i) access::bindSqlValue(*stmt, static_cast<int>(i), values[i]);
-    while (stmt->step()) {
-      PropertySetDefinitionQueryByName::Row row;
-      row.set_id = stmt->id(0);
-      row.set_name = stmt->text(1);
-      row.ns = stmt->text(2);
-      row.position = static_cast<std::uint32_t>(stmt->int64(3));
-      row.definition_id = stmt->id(4);
-      const access::Mapping* mapping = access::mappingOfTypeId(stmt->utf8(5));
-      row.definition_class = mapping ? mapping->type() : ObjectType::AbstractDefinition;
-      row.definition_name = stmt->text(6);
-      row.type = PropertyType(static_cast<PropertyType::Structure>(stmt->int64(7)),
-                              static_cast<PropertyType::Type>(stmt->int64(8)),
-                              static_cast<PropertyType::Type>(stmt->int64(9)));
-      row.unit_label = stmt->text(10);
-      rows.push_back(std::move(row));
-    }
-    out.insert(out.end(), rows.begin(), rows.end());
-  });
+  const auto rows = access::queryRows<PropertySetDefinitionQueryByName::Row>(
+      *this, sql, values, [](const db::Statement& stmt) {
+        PropertySetDefinitionQueryByName::Row row;
+        row.set_id = stmt.id(0);
+        row.set_name = stmt.text(1);
+        row.ns = stmt.text(2);
+        row.position = static_cast<std::uint32_t>(stmt.int64(3));
+        row.definition_id = stmt.id(4);
+        const access::Mapping* mapping = access::mappingOfTypeId(stmt.utf8(5));
+        row.definition_class = mapping ? mapping->type() : ObjectType::AbstractDefinition;
+        row.definition_name = stmt.text(6);
+        row.type = PropertyType(static_cast<PropertyType::Structure>(stmt.int64(7)),
+                                static_cast<PropertyType::Type>(stmt.int64(8)),
+                                static_cast<PropertyType::Type>(stmt.int64(9)));
+        row.unit_label = stmt.text(10);
+        return row;
+      });
+  out.insert(out.end(), rows.begin(), rows.end());
 }
 
 // ---- Mappings

@@ -246,9 +246,7 @@ Query queryFor(const Mapping& mapping, const UnitCriteria& criteria) {
     appendAnd(where, columnOf(mapping, "measure_id") + " IN (SELECT \"id\" FROM \"tarnlib_Measure\" WHERE " +
                          inner + ")");
   }
-  Query q;
-  q.selection = where.empty() ? Selection::all() : Selection::matching(std::move(where), std::move(values));
-  return q;
+  return whereQuery(std::move(where), std::move(values));
 }
 
 }  // namespace access
