@@ -1037,28 +1037,12 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 
-  struct Row {
-    const char* name;
-    const char* label;
-    double target;  // 0: none set
-  };
-  const Row rows[] = {{"save materials", "save materials (1 tx)", 1.3},
-                      {"load materials", "load all materials", 1.5},
-                      {"get materials", "get material by random id", 2.0},
-                      {"save compositions", "save compositions (1 tx)", 0},
-                      {"load compositions", "load all compositions", 0}};
-  std::printf("\n%d materials, %d compositions of %d plies; medians\n", f.n, f.compositions, kPlies);
-  std::printf("%-28s %10s %15s %8s   %s\n", "", "tarnlib ms", "raw SQLite ms", "ratio", "target");
-  for (const Row& row : rows) {
-    auto it = samples().find(row.name);
-    if (it == samples().end() || it->second.ours.empty()) continue;
-    const double ours = median(it->second.ours) * 1e3;
-    const double raw = median(it->second.raw) * 1e3;
-    if (row.target > 0)
-      std::printf("%-28s %10.1f %15.1f %7.2fx   <= %.1fx %s\n", row.label, ours, raw, ours / raw, row.target,
-                  ours / raw <= row.target ? "" : "MISSED");
-    else
-      std::printf("%-28s %10.1f %15.1f %7.2fx   -\n", row.label, ours, raw, ours / raw);
-  }
+  tarnlib::bench::printSummary(std::to_string(f.n) + " materials, " + std::to_string(f.compositions) +
+                                   " compositions of " + std::to_string(kPlies) + " plies",
+                               {{"save materials", "save materials (1 tx)", 1.3},
+                                {"load materials", "load all materials", 1.5},
+                                {"get materials", "get material by random id", 2.0},
+                                {"save compositions", "save compositions (1 tx)", 0},
+                                {"load compositions", "load all compositions", 0}});
   return 0;
 }

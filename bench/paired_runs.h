@@ -7,6 +7,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <initializer_list>
 #include <exception>
 #include <map>
 #include <string>
@@ -58,6 +60,29 @@ void paired(benchmark::State& state, const char* name, Ours&& ours, Raw&& raw) {
   }
   state.counters["raw_ms"] = median(s.raw) * 1e3;
   state.counters["ratio"] = median(s.ours) / median(s.raw);
+}
+
+// One line of the closing summary: a sample's name, its label, its target ratio
+// (0: none set).
+struct SummaryRow {
+  const char* name;
+  const char* label;
+  double target;
+};
+
+// Prints the medians of both sides and their ratio for each row that ran.
+inline void printSummary(const std::string& title, std::initializer_list<SummaryRow> rows) {
+  std::printf("\n%s; medians\n%-28s %10s %15s %8s   %s\n", title.c_str(), "", "tarnlib ms", "raw SQLite ms",
+              "ratio", "target");
+  for (const SummaryRow& row : rows) {
+    auto it = samples().find(row.name);
+    if (it == samples().end() || it->second.ours.empty()) continue;
+    const double ours = median(it->second.ours) * 1e3;
+    const double raw = median(it->second.raw) * 1e3;
+    std::printf("%-28s %10.1f %15.1f %7.2fx   ", row.label, ours, raw, ours / raw);
+    if (row.target > 0) std::printf("<= %.1fx %s\n", row.target, ours / raw <= row.target ? "" : "MISSED");
+    else std::printf("-\n");
+  }
 }
 
 }  // namespace tarnlib::bench

@@ -675,22 +675,9 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 
-  struct Row {
-    const char* name;
-    const char* label;
-    double target;
-  };
-  const Row rows[] = {{"save", "save in one transaction", 1.3},
-                      {"load all", "load all (get into vector)", 1.3},
-                      {"get by id", "get by random id", 1.5}};
-  std::printf("\n%d profiles, medians       tarnlib ms   raw SQLite ms   ratio   target\n", f.n);
-  for (const Row& row : rows) {
-    auto it = samples().find(row.name);
-    if (it == samples().end() || it->second.ours.empty()) continue;
-    const double ours = median(it->second.ours) * 1e3;
-    const double raw = median(it->second.raw) * 1e3;
-    std::printf("%-28s %10.1f %15.1f %7.2fx  <= %.1fx %s\n", row.label, ours, raw, ours / raw, row.target,
-                ours / raw <= row.target ? "" : "MISSED");
-  }
+  tarnlib::bench::printSummary(std::to_string(f.n) + " profiles",
+                               {{"save", "save in one transaction", 1.3},
+                                {"load all", "load all (get into vector)", 1.3},
+                                {"get by id", "get by random id", 1.5}});
   return 0;
 }
