@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -15,6 +14,7 @@
 #include "catalogue_file.h"
 #include "commands.h"
 #include "common.h"
+#include "data_reader.h"
 #include "describe.h"
 #include "shape_classes.h"
 #include "tarnlib/tarnlib.h"
@@ -50,60 +50,6 @@ fs::path dataFolder(const std::string& given) {
   throw Failure("data", "the sample data was not found; give its folder with --data");
 }
 
-// Reading the data, with the file and the place in it named in every error.
-class Reader {
- public:
-  explicit Reader(fs::path path) : path_(std::move(path)) {
-    std::ifstream in(path_);
-    if (!in) throw Failure(path_.string(), "cannot be read");
-    try {
-      root_ = json::parse(in);
-    } catch (const json::exception& e) {
-      throw Failure(path_.string(), e.what());
-    }
-  }
-
-  const json& root() const { return root_; }
-
-  [[noreturn]] void fail(const std::string& where, const std::string& reason) const {
-    throw Failure(path_.string(), where + ": " + reason);
-  }
-
-  const json& array(const json& object, const char* key, const std::string& where) const {
-    auto it = object.find(key);
-    if (it == object.end() || !it->is_array()) fail(where, std::string("needs an array \"") + key + "\"");
-    return *it;
-  }
-  std::string text(const json& object, const char* key, const std::string& where) const {
-    auto it = object.find(key);
-    if (it == object.end() || !it->is_string()) fail(where, std::string("needs a text \"") + key + "\"");
-    return it->get<std::string>();
-  }
-  std::string optionalText(const json& object, const char* key, const std::string& where) const {
-    return object.contains(key) ? text(object, key, where) : std::string();
-  }
-  double number(const json& value, const std::string& where) const {
-    if (!value.is_number()) fail(where, "needs a number");
-    return value.get<double>();
-  }
-  // A ply index or a mark: a whole number from 0.
-  std::uint32_t index(const json& value, const std::string& where) const {
-    if (!value.is_number_unsigned()) fail(where, "needs a whole number from 0");
-    return value.get<std::uint32_t>();
-  }
-
- private:
-  fs::path path_;
-  json root_;
-};
-
-std::string at(const char* list, std::size_t i, const json& item) {
-  std::string where = std::string(list) + "[" + std::to_string(i) + "]";
-  auto name = item.find("name");
-  if (name != item.end() && name->is_string()) where += " (\"" + name->get<std::string>() + "\")";
-  return where;
-}
-
 tarnlib::MaterialFunction functionNamed(const Reader& r, const std::string& name, const std::string& where) {
   for (int f = 0; f <= static_cast<int>(tarnlib::MaterialFunction::Membrane); ++f)
     if (functionName(static_cast<tarnlib::MaterialFunction>(f)) == name)
@@ -122,14 +68,6 @@ tarnlib::ProfileType profileTypeNamed(const Reader& r, const std::string& name, 
     if (profileTypeText(static_cast<tarnlib::ProfileType>(bit)) == name)
       return static_cast<tarnlib::ProfileType>(bit);
   r.fail(where, "unknown profile type \"" + name + "\"");
-}
-
-template <class T>
-TnSmartPtr<T> named(const Reader& r, const std::map<std::string, TnSmartPtr<T>>& known,
-                    const std::string& name, const char* what, const std::string& where) {
-  auto it = known.find(name);
-  if (it == known.end()) r.fail(where, std::string("unknown ") + what + " \"" + name + "\"");
-  return it->second;
 }
 
 // Builds the catalogue object by object through the library's public classes,
@@ -300,11 +238,12 @@ class Builder {
     // A repeated series would quietly become the first one again.
     if (!seriesKeys_.insert({name, standardName, static_cast<std::int32_t>(type)}).second)
       r.fail(where, "the series is given twice");
-    const ShapeClass* shape = shapeClassNamed(r.text(s, "shape", where));
+    const std::string shapeName = r.text(s, "shape", where);
+    const OdRxClass* shape = shapeClassNamed(shapeName);
     if (!shape) {
       std::string names;
-      for (const ShapeClass& c : shapeClasses()) names += (names.empty() ? "" : ", ") + c.name;
-      r.fail(where, "unknown shape \"" + r.text(s, "shape", where) + "\"; the shapes are " + names);
+      for (const std::string& c : shapeClassNames()) names += (names.empty() ? "" : ", ") + c;
+      r.fail(where, "unknown shape \"" + shapeName + "\"; the shapes are " + names);
     }
     TnSmartPtr<tarnlib::Material> material;
     const std::string materialName = r.optionalText(s, "material", where);
@@ -313,13 +252,10 @@ class Builder {
         standard ? tarnlib::ProfileName::create(standard, wide(name), type)
                  : tarnlib::ProfileName::create(wide(name), type));
 
-    const std::vector<std::string> columns = dimensionColumns(r, s, *shape, where);
-    bool mass = false;
-    auto flag = s.find("mass");
-    if (flag != s.end()) {
-      if (!flag->is_boolean()) r.fail(where, "\"mass\" needs true or false");
-      mass = flag->get<bool>();
-    }
+    const std::vector<std::string> columns = dimensionColumns(r, s, *shape, shapeName, where);
+    std::vector<OdString> wideColumns;
+    for (const std::string& column : columns) wideColumns.push_back(wide(column));
+    const bool mass = r.flag(s, "mass", false, where);
     const std::size_t length = 1 + columns.size() + (mass ? 1 : 0);
     const std::string needs = "needs " + std::to_string(length) + " values: the size text, " +
                               std::to_string(columns.size()) + " dimensions" + (mass ? " and the mass" : "");
@@ -336,9 +272,10 @@ class Builder {
       if (row.size() != length) r.fail(rowWhere, "has " + std::to_string(row.size()) + " values; " + needs);
       // A repeated size would quietly become the first one again.
       if (!sizes.insert(size).second) r.fail(rowWhere, "the size is given twice in its series");
-      auto profile = shape->create(seriesObject, wide(size));
+      auto profile = createShape(*shape, seriesObject, wide(size));
+      // Every name was checked against the shape's dimensions above.
       for (std::size_t c = 0; c < columns.size(); ++c)
-        shape->set(*profile, columns[c], r.number(row[1 + c], rowWhere + "." + columns[c]));
+        profile->set_dimension(wideColumns[c], r.number(row[1 + c], rowWhere + "." + columns[c]));
       // The library has no field for the nominal mass; the description carries it.
       if (mass) {
         const double kgPerMetre = r.number(row.back(), rowWhere + ".mass");
@@ -351,9 +288,9 @@ class Builder {
 
   // The dimension names of a series, checked against its shape: each one the
   // shape has, none twice, every required one given.
-  std::vector<std::string> dimensionColumns(const Reader& r, const json& s, const ShapeClass& shape,
-                                            const std::string& where) {
-    auto probe = shape.create(TnSmartPtr<tarnlib::ProfileName>(), OdString());
+  std::vector<std::string> dimensionColumns(const Reader& r, const json& s, const OdRxClass& shape,
+                                            const std::string& shapeName, const std::string& where) {
+    auto probe = createShape(shape, TnSmartPtr<tarnlib::ProfileName>(), OdString());
     const std::vector<tarnlib::ParametrizedProfile::Dimension> dimensions = probe->dimensions();
     std::string known;
     for (const auto& d : dimensions) known += (known.empty() ? "" : ", ") + std::string(d.name);
@@ -364,17 +301,14 @@ class Builder {
       auto it =
           std::find_if(dimensions.begin(), dimensions.end(), [&](const auto& d) { return column == d.name; });
       if (it == dimensions.end())
-        r.fail(where, shape.name + " has no dimension \"" + column + "\"; its dimensions are " + known);
+        r.fail(where, shapeName + " has no dimension \"" + column + "\"; its dimensions are " + known);
       if (std::find(columns.begin(), columns.end(), column) != columns.end())
         r.fail(where, "the dimension \"" + column + "\" is given twice");
-      // The library knows the name but tarn's table of setters does not.
-      if (!shape.set(*probe, column, 0.0))
-        r.fail(where, "tarn cannot set the dimension \"" + column + "\" of " + shape.name);
       columns.push_back(column);
     }
     for (const auto& d : dimensions)
       if (!d.optional && std::find(columns.begin(), columns.end(), d.name) == columns.end())
-        r.fail(where, shape.name + " needs the dimension \"" + d.name + "\"");
+        r.fail(where, shapeName + " needs the dimension \"" + d.name + "\"");
     return columns;
   }
 

@@ -1,35 +1,35 @@
-// The sixteen parametric shapes by class name, for building profiles from
-// data: each makes a new profile of its class and sets a dimension by the name
-// it is stored under ("flangeWidth"), the name ParametrizedProfile::dimensions()
-// reports. The library sets dimensions only through typed setters, so each
-// shape carries a table from those names to its setters.
+// The parametric shapes by class name, for building profiles from data and for
+// finding where a dimension is stored. Nothing here names a shape: the classes
+// come from the library's runtime class registry, which a library fills when
+// it is created or opened, and a shape sets a dimension by its stored name
+// through ParametrizedProfile::set_dimension.
 #ifndef TARN_SHAPE_CLASSES_H_
 #define TARN_SHAPE_CLASSES_H_
 
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "tarnlib/profile_shapes.h"
+#include "tarnlib/profile.h"
 
 namespace tarn {
 
-struct ShapeClass {
-  tarnlib::ObjectType type;
-  std::string name;  // the class name, "IShapeProfile"
-  // A new profile of the shape: required dimensions 0, optional ones absent.
-  tarnlib::TnSmartPtr<tarnlib::ParametrizedProfile> (*create)(
-      const tarnlib::TnSmartPtr<tarnlib::ProfileName>& series, const OdString& size);
-  // Sets the dimension stored under `column` on a profile of this shape (one
-  // that makes it present when optional); false when the shape has none of
-  // that name.
-  std::function<bool(tarnlib::ParametrizedProfile& profile, const std::string& column, double value)> set;
-};
+// The runtime class of the concrete shape named `name` exactly
+// ("IShapeProfile"); null for any other name, ParametrizedProfile itself
+// included.
+const OdRxClass* shapeClassNamed(const std::string& name);
 
-// Every shape, in the order of the type table.
-const std::vector<ShapeClass>& shapeClasses();
-// The shape whose class name is `name` exactly; null when there is none.
-const ShapeClass* shapeClassNamed(const std::string& name);
+// Every concrete shape's class name, in the order of the type table.
+std::vector<std::string> shapeClassNames();
+
+// A new profile of `shape` in `series`: required dimensions 0, optional ones
+// absent.
+tarnlib::TnSmartPtr<tarnlib::ParametrizedProfile> createShape(
+    const OdRxClass& shape, const tarnlib::TnSmartPtr<tarnlib::ProfileName>& series, const OdString& size);
+
+// The table a dimension of `profile` is stored in: that of the shape class
+// that declares it, "tarnlib_CircleProfile" for the "radius" of a
+// CircleHollowProfile. Empty for a name the shape does not have.
+std::string dimensionTable(const tarnlib::ParametrizedProfile& profile, const std::string& dimension);
 
 }  // namespace tarn
 
