@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "common.h"
+#include "shape_classes.h"
 #include "types.h"
 
 namespace tarn {
@@ -21,6 +22,26 @@ Json nameOrNull(const tarnlib::TnSmartPtr<T>& object) {
 }
 
 Json optional(bool present, double value) { return present ? Json(value) : Json(nullptr); }
+
+Json optionalText(bool present, const OdString& value) { return present ? Json(utf8(value)) : Json(nullptr); }
+
+Json unitLabel(const tarnlib::TnSmartPtr<const tarnlib::Unit>& unit) {
+  return unit ? Json(utf8(unit->label())) : Json(nullptr);
+}
+
+// The unit labels of those of `columns` of `table` that the object's library
+// records a unit for.
+Json columnUnits(const tarnlib::Object& object, const std::string& table,
+                 std::initializer_list<const char*> columns) {
+  Json units = Json::object();
+  const std::shared_ptr<tarnlib::Library> library = object.library();
+  if (!library) return units;
+  for (const char* column : columns) {
+    const std::string label = columnUnitLabel(*library, table, column);
+    if (!label.empty()) units[column] = label;
+  }
+  return units;
+}
 
 void assetFields(const tarnlib::Asset& asset, Json& record) {
   record["name"] = utf8(asset.name());
@@ -131,6 +152,8 @@ void describeFields(const tarnlib::PhysicalAsset& asset, Json& record) {
   record["density"] = optional(asset.has_density(), asset.density());
   record["specific_heat"] = optional(asset.has_specific_heat(), asset.specific_heat());
   record["thermal_conductivity"] = optional(asset.has_thermal_conductivity(), asset.thermal_conductivity());
+  record["units"] =
+      columnUnits(asset, "tarnlib_PhysicalAsset", {"density", "specific_heat", "thermal_conductivity"});
 }
 
 void describeFields(const tarnlib::BimAsset& asset, Json& record) {
@@ -244,9 +267,174 @@ void describeFields(const tarnlib::CustomProfile& profile, Json& record) {
 void describeFields(const tarnlib::ParametrizedProfile& profile, Json& record) {
   profileFields(profile, record);
   Json dimensions = Json::object();
-  for (const tarnlib::ParametrizedProfile::Dimension& d : profile.dimensions())
+  Json units = Json::object();
+  const std::shared_ptr<tarnlib::Library> library = profile.library();
+  for (const tarnlib::ParametrizedProfile::Dimension& d : profile.dimensions()) {
     dimensions[d.name] = d.present ? Json(d.value) : Json(nullptr);
+    if (!library) continue;
+    const std::string label = columnUnitLabel(*library, dimensionTable(profile, d.name), d.name);
+    if (!label.empty()) units[d.name] = label;
+  }
   record["dimensions"] = dimensions;
+  record["units"] = units;
+}
+
+void describeFields(const tarnlib::Measure& measure, Json& record) {
+  record["name"] = utf8(measure.name());
+  record["description"] = utf8(measure.description());
+  record["length"] = measure.length();
+  record["mass"] = measure.mass();
+  record["time"] = measure.time();
+  record["thermodynamic_temperature"] = measure.thermodynamic_temperature();
+  record["electric_current"] = measure.electric_current();
+  record["luminous_intensity"] = measure.luminous_intensity();
+  record["amount_of_substance"] = measure.amount_of_substance();
+  record["dimension"] = dimensionText(measure);
+  const std::shared_ptr<tarnlib::Library> library = measure.library();
+  record["default_unit"] = library ? unitLabel(library->defaultUnit(measure.name())) : Json(nullptr);
+}
+
+void describeFields(const tarnlib::Unit& unit, Json& record) {
+  record["name"] = optionalText(unit.has_name(), unit.name());
+  record["label"] = utf8(unit.label());
+  record["display"] = displayLabel(utf8(unit.label()));
+  record["scale"] = unit.scale();
+  record["measure"] = nameOrNull(unit.measure());
+}
+
+void describeFields(const tarnlib::PropertyNamespace& ns, Json& record) {
+  record["name"] = utf8(ns.name());
+  record["label"] = optionalText(ns.has_label(), ns.label());
+  record["editable"] = ns.editable();
+  record["visible"] = ns.visible();
+  record["revision"] = ns.revision();
+}
+
+void describeFields(const tarnlib::EntityType& type, Json& record) { record["name"] = utf8(type.name()); }
+
+namespace {
+
+void definitionFields(const tarnlib::AbstractDefinition& definition, Json& record) {
+  record["namespace"] = nameOrNull(definition.ns());
+  record["name"] = utf8(definition.name());
+  record["label"] = optionalText(definition.has_label(), definition.label());
+  record["description"] = utf8(definition.description());
+  record["type"] = propertyTypeText(definition.type());
+  record["unit"] = unitLabel(definition.unit());
+  record["visible"] = definition.visible();
+}
+
+// The stored JSON text, or null for none.
+Json defaultValue(const tarnlib::PropertyDefinition& definition) {
+  const OdString& value = definition.default_value();
+  return value.isEmpty() ? Json(nullptr) : Json(utf8(value));
+}
+
+}  // namespace
+
+void describeFields(const tarnlib::PropertyDefinition& definition, Json& record) {
+  definitionFields(definition, record);
+  record["type_spec"] = utf8(definition.type_spec());
+  record["default_value"] = defaultValue(definition);
+}
+
+void describeFields(const tarnlib::ValueDefinition& definition, Json& record) {
+  definitionFields(definition, record);
+  record["value_spec"] = utf8(definition.value_spec());
+}
+
+void describeFields(const tarnlib::PropertySet& set, Json& record) {
+  record["namespace"] = nameOrNull(set.ns());
+  record["name"] = utf8(set.name());
+  record["label"] = optionalText(set.has_label(), set.label());
+  record["ifc_name"] = optionalText(set.has_ifc_name(), set.ifc_name());
+  record["per_instance"] = set.per_instance();
+  record["visible"] = set.visible();
+  Json types = Json::array();
+  for (const auto& type : set.entity_types()) types.push_back(nameOrNull(type));
+  record["entity_types"] = types;
+  Json definitions = Json::array();
+  for (const auto& definition : set.definitions()) {
+    if (!definition) {
+      definitions.push_back(nullptr);
+      continue;
+    }
+    Json d;
+    d["class"] = typeName(definition->tarnlibType());
+    d["id"] = definition->id();
+    d["name"] = utf8(definition->name());
+    d["type"] = propertyTypeText(definition->type());
+    d["unit"] = unitLabel(definition->unit());
+    auto property = tarnlib::TnSmartPtr<const tarnlib::PropertyDefinition>::cast(definition.get());
+    d["default_value"] = property ? defaultValue(*property) : Json(nullptr);
+    definitions.push_back(d);
+  }
+  record["definitions"] = definitions;
+}
+
+std::string propertyTypeText(const tarnlib::PropertyType& type) {
+  auto word = [](const wchar_t* name, std::uint32_t value) {
+    return name ? utf8(OdString(name)) : std::to_string(value);
+  };
+  std::string out =
+      word(tarnlib::propertyStructureName(type.structure), static_cast<std::uint32_t>(type.structure));
+  if (type.structure == tarnlib::PropertyType::Structure::Undefined) return out;
+  if (type.structure == tarnlib::PropertyType::Structure::Map)
+    out += " " + word(tarnlib::propertyTypeName(type.key_type), type.key_type);
+  return out + " " + word(tarnlib::propertyTypeName(type.value_type), type.value_type);
+}
+
+std::string dimensionText(const tarnlib::Measure& measure) {
+  const short exponents[] = {measure.length(),
+                             measure.mass(),
+                             measure.time(),
+                             measure.thermodynamic_temperature(),
+                             measure.electric_current(),
+                             measure.luminous_intensity(),
+                             measure.amount_of_substance()};
+  static const char* const kSymbols[] = {"m", "kg", "s", "K", "A", "cd", "mol"};
+  static const char* const kDigits[] = {"\u2070", "\u00b9", "\u00b2", "\u00b3", "\u2074",
+                                        "\u2075", "\u2076", "\u2077", "\u2078", "\u2079"};
+  auto power = [&](int exponent) {
+    std::string out = exponent < 0 ? "\u207b" : "";
+    const std::string digits = std::to_string(exponent < 0 ? -exponent : exponent);
+    for (char c : digits) out += kDigits[c - '0'];
+    return out;
+  };
+  std::string out;
+  for (bool positive : {true, false}) {
+    for (std::size_t i = 0; i < std::size(exponents); ++i) {
+      const int e = exponents[i];
+      if (e == 0 || (e > 0) != positive) continue;
+      if (!out.empty()) out += "\u00b7";
+      out += kSymbols[i];
+      if (e != 1) out += power(e);
+    }
+  }
+  return out.empty() ? "1" : out;
+}
+
+std::string displayLabel(const std::string& label) { return utf8(tarnlib::formatUnitString(wide(label))); }
+
+std::string columnUnitLabel(const tarnlib::Library& library, const std::string& table,
+                            const std::string& column) {
+  // One query for all: a list of profiles asks for every dimension of each.
+  static std::weak_ptr<const tarnlib::Library> cachedFor;
+  static std::map<std::pair<std::string, std::string>, std::string> labels;
+  if (cachedFor.lock().get() != &library) {
+    labels.clear();
+    for (const tarnlib::ColumnUnit& c : library.columnUnits())
+      if (c.unit()) labels[{utf8(c.table()), utf8(c.column())}] = utf8(c.unit()->label());
+    cachedFor = library.shared_from_this();
+  }
+  auto found = labels.find({table, column});
+  return found == labels.end() ? std::string() : found->second;
+}
+
+std::size_t displayWidth(const std::string& text) {
+  // Continuation bytes do not start a character.
+  return static_cast<std::size_t>(std::count_if(
+      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 std::string profileTypeText(tarnlib::ProfileType type) {
@@ -340,35 +528,114 @@ void printFields(std::ostream& out, const Json& object, std::size_t indent) {
 
 namespace {
 
-// A profile's lengths as text: each with the record's unit, an absent one
-// said so; the unit then needs no line of its own.
-void lengthsWithUnit(Json& fields) {
+// Numbers as text with their units: a field named in the record's "units"
+// with the display form of that unit; a profile's offset and dimensions with
+// the record's length "unit" unless "units" names one for the dimension, an
+// absent one said so. Neither "unit" nor "units" then needs a line of its own.
+void withUnits(Json& fields, bool profile) {
+  Json units = Json::object();
+  auto found = fields.find("units");
+  if (found != fields.end() && found->is_object()) {
+    units = *found;
+    fields.erase(found);
+  }
+  for (auto& [name, label] : units.items()) {
+    auto value = fields.find(name);
+    if (value != fields.end() && value->is_number() && label.is_string())
+      *value = text(*value) + " " + displayLabel(label.get<std::string>());
+  }
+  if (!profile) return;
   auto unit = fields.find("unit");
   if (unit == fields.end() || !unit->is_string()) return;
-  const std::string suffix = " " + unit->get<std::string>();
+  const std::string lengthUnit = unit->get<std::string>();
   fields.erase(unit);
-  auto length = [&](Json& value) { value = value.is_null() ? Json("absent") : Json(text(value) + suffix); };
+  auto length = [](Json& value, const std::string& suffix) {
+    value = value.is_null() ? Json("absent") : Json(text(value) + " " + suffix);
+  };
   auto offset = fields.find("offset");
   if (offset != fields.end()) {
     if (offset->is_object())
-      for (auto& axis : offset->items()) length(axis.value());
+      for (auto& axis : offset->items()) length(axis.value(), lengthUnit);
     else
-      length(*offset);
+      length(*offset, lengthUnit);
   }
   auto dimensions = fields.find("dimensions");
   if (dimensions != fields.end() && dimensions->is_object())
-    for (auto& dimension : dimensions->items()) length(dimension.value());
+    for (auto& dimension : dimensions->items()) {
+      auto own = units.find(dimension.key());
+      length(dimension.value(),
+             own != units.end() && own->is_string() ? displayLabel(own->get<std::string>()) : lengthUnit);
+    }
+}
+
+// A reference to a unit is its plain label; the text shows its display form.
+void unitReferencesForDisplay(Json& fields) {
+  for (const char* key : {"unit", "default_unit"}) {
+    auto value = fields.find(key);
+    if (value != fields.end() && value->is_string()) *value = displayLabel(value->get<std::string>());
+  }
+}
+
+// A property set's definitions, one aligned row each: position, name, kind,
+// type, unit, default value.
+void printDefinitions(std::ostream& out, const Json& definitions) {
+  if (definitions.empty()) {
+    out << "  definitions  (none)\n";
+    return;
+  }
+  std::vector<std::vector<std::string>> rows;
+  for (const Json& d : definitions) {
+    if (!d.is_object()) {
+      rows.push_back({std::to_string(rows.size()), "-", "", "", "", ""});
+      continue;
+    }
+    const std::string cls = d.value("class", "");
+    const std::string kind = cls == "PropertyDefinition" ? "property"
+                             : cls == "ValueDefinition"  ? "value"
+                                                         : cls;
+    const Json unit = d.value("unit", Json());
+    rows.push_back({std::to_string(rows.size()), text(d.value("name", Json())), kind,
+                    text(d.value("type", Json())),
+                    unit.is_string() ? printable(displayLabel(unit.get<std::string>())) : "-",
+                    text(d.value("default_value", Json()))});
+  }
+  std::vector<std::size_t> widths(rows.front().size(), 0);
+  for (const auto& row : rows)
+    for (std::size_t c = 0; c < row.size(); ++c) widths[c] = std::max(widths[c], displayWidth(row[c]));
+  out << "  definitions\n";
+  for (const auto& row : rows) {
+    std::string line = "   ";
+    // The position right-aligned, the other columns left-aligned.
+    line += std::string(widths[0] - displayWidth(row[0]), ' ') + row[0];
+    for (std::size_t c = 1; c < row.size(); ++c) {
+      line += "  " + row[c];
+      if (c + 1 < row.size()) line += std::string(widths[c] - displayWidth(row[c]), ' ');
+    }
+    out << line << '\n';
+  }
 }
 
 }  // namespace
 
 void printRecord(std::ostream& out, const Json& record) {
-  out << text(record.value("class", Json())) << ' ' << text(record.value("id", Json())) << '\n';
+  const Json cls = record.value("class", Json());
+  out << text(cls) << ' ' << text(record.value("id", Json())) << '\n';
   Json fields = record;
   fields.erase("class");
   fields.erase("id");
-  lengthsWithUnit(fields);
+  // Profiles are the classes selected by series.
+  bool profile = false;
+  for (const TypeEntry& entry : typeTable())
+    if (cls.is_string() && entry.name == cls.get<std::string>()) profile = entry.bySeries;
+  withUnits(fields, profile);
+  unitReferencesForDisplay(fields);
+  Json definitions;
+  if (cls == "PropertySet" && fields.contains("definitions")) {
+    definitions = fields["definitions"];
+    fields.erase("definitions");
+  }
   printFields(out, fields, 2);
+  if (definitions.is_array()) printDefinitions(out, definitions);
 }
 
 }  // namespace tarn

@@ -30,6 +30,8 @@ auto setName(C& criteria, const OdString& pattern, int) -> decltype(criteria.nam
 void setName(tarnlib::ProfileCriteria& criteria, const OdString& pattern, int) {
   criteria.size.like(pattern);
 }
+// A unit's is its label: a unit's name is optional.
+void setName(tarnlib::UnitCriteria& criteria, const OdString& pattern, int) { criteria.label.like(pattern); }
 
 template <class C>
 auto setTags(C& criteria, const std::set<OdString>& tags, int) -> decltype(criteria.tags = tags, void()) {
@@ -190,6 +192,8 @@ template <class T>
 std::string label(const tarnlib::Object& object) {
   if constexpr (std::is_base_of<Profile, T>::value)
     return utf8(static_cast<const T&>(object).size());
+  else if constexpr (std::is_same<T, tarnlib::Unit>::value)
+    return utf8(static_cast<const T&>(object).label());
   else
     return utf8(static_cast<const T&>(object).name());
 }
@@ -244,6 +248,8 @@ const std::vector<TypeEntry>& typeTable() {
       entry<tarnlib::Tag>("Tag"),
       entry<tarnlib::Layer>("Layer"),
       entry<tarnlib::CustomProperty>("CustomProperty"),
+      entry<tarnlib::Measure>("Measure"),
+      entry<tarnlib::Unit>("Unit"),
       abstractEntry<tarnlib::Asset>(
           "Asset", {ObjectType::InformationAsset, ObjectType::PhysicalAsset, ObjectType::BimAsset}),
       entry<tarnlib::InformationAsset>("InformationAsset"),
@@ -274,6 +280,13 @@ const std::vector<TypeEntry>& typeTable() {
       entry<tarnlib::LShapeProfile>("LShapeProfile"),
       entry<tarnlib::IShapeProfile>("IShapeProfile"),
       entry<tarnlib::AsymmetricIShapeProfile>("AsymmetricIShapeProfile"),
+      entry<tarnlib::PropertyNamespace>("PropertyNamespace"),
+      entry<tarnlib::EntityType>("EntityType"),
+      abstractEntry<tarnlib::AbstractDefinition>(
+          "AbstractDefinition", {ObjectType::PropertyDefinition, ObjectType::ValueDefinition}),
+      entry<tarnlib::PropertyDefinition>("PropertyDefinition"),
+      entry<tarnlib::ValueDefinition>("ValueDefinition"),
+      entry<tarnlib::PropertySet>("PropertySet"),
   };
   return table;
 }

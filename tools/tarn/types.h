@@ -3,7 +3,8 @@
 // take a type name from the command line and never name a class themselves.
 // Adding a class is one line in types.cpp plus its describeFields (describe.h).
 // Profiles are selected by their size text as their name, and by series and
-// standard; a class entry selects its subclasses' objects too, as the library does.
+// standard, units by their label; a class entry selects its subclasses'
+// objects too, as the library does.
 #ifndef TARN_TYPES_H_
 #define TARN_TYPES_H_
 
@@ -61,8 +62,8 @@ struct TypeEntry {
   // Adds the object's fields to its record (describe.h); null for an abstract
   // root, whose objects are described by their own kind.
   void (*fields)(const tarnlib::Object&, nlohmann::ordered_json& record);
-  // The name an object of this class is listed and found by: its name, or a
-  // profile's size text.
+  // The name an object of this class is listed and found by: its name, a
+  // profile's size text or a unit's label.
   std::string (*label)(const tarnlib::Object&);
 };
 
