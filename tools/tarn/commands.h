@@ -22,6 +22,8 @@ void addFileCommands(CLI::App& app, Commands& commands);
 void addObjectCommands(CLI::App& app, Commands& commands);
 // demo
 void addDemoCommand(CLI::App& app, Commands& commands);
+// units
+void addUnitsCommand(CLI::App& app, Commands& commands);
 
 // openCatalogue, telling the user on stderr when an older file is migrated or
 // read through a migrated copy.

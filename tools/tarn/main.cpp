@@ -52,6 +52,7 @@ int main(int argc, char** argv) {
   tarn::Commands commands;
   tarn::addFileCommands(app, commands);
   tarn::addObjectCommands(app, commands);
+  tarn::addUnitsCommand(app, commands);
   tarn::addDemoCommand(app, commands);
 
   std::string topic;
