@@ -15,6 +15,7 @@
 #include "commands.h"
 #include "common.h"
 #include "data_reader.h"
+#include "demo_properties.h"
 #include "describe.h"
 #include "shape_classes.h"
 #include "tarnlib/tarnlib.h"
@@ -30,7 +31,8 @@ namespace {
 
 const char* const kDefaultFile = "tarn-demo.sqlite";
 // The files read, in this order: later ones refer to names the earlier define.
-const char* const kDataFiles[] = {"layers.json", "materials.json", "compositions.json", "profiles.json"};
+const char* const kDataFiles[] = {"layers.json",       "units.json",    "materials.json",
+                                  "compositions.json", "profiles.json", "property_sets.json"};
 
 // The sample data: the folder given, else the one installed beside the tool,
 // else the source tree the tool was built from.
@@ -448,7 +450,9 @@ void printHints(const std::string& file) {
             << "  tarn show " << f << " composition \"External wall, timber frame\"\n"
             << "  tarn show " << f << " physicalasset \"Cross-laminated timber\" --json\n"
             << "  tarn list " << f << " ishapeprofile --series IPE\n"
-            << "  tarn show " << f << " profile \"HEA 200\"\n";
+            << "  tarn show " << f << " profile \"HEA 200\"\n"
+            << "  tarn units " << f << '\n'
+            << "  tarn show " << f << " propertyset Pset_WallCommon\n";
 }
 
 void run(const std::string& file, bool force, const std::string& data) {
@@ -470,9 +474,11 @@ void run(const std::string& file, bool force, const std::string& data) {
     tarnlib::Transaction transaction(catalogue.shared(), tarnlib::Transaction::kBeginCurrent);
     Builder builder(catalogue.library());
     builder.layers(readers[0]);
-    builder.materials(readers[1]);
-    builder.compositions(readers[2]);
-    builder.profiles(readers[3]);
+    const SampleUnits units = loadUnits(catalogue.library(), readers[1]);
+    builder.materials(readers[2]);
+    builder.compositions(readers[3]);
+    builder.profiles(readers[4]);
+    loadPropertySets(catalogue.library(), readers[5], units);
     transaction.commit();
   });
   made.commit();
