@@ -106,10 +106,12 @@ std::set<std::string> entries(const std::string& folder) {
   return names;
 }
 
-json sampleProfiles() {
-  std::ifstream in(std::string(TARN_DATA_DIR) + "/profiles.json");
+json sampleData(const std::string& name) {
+  std::ifstream in(std::string(TARN_DATA_DIR) + "/" + name);
   return json::parse(in);
 }
+
+json sampleProfiles() { return sampleData("profiles.json"); }
 
 // The dimensions of every shape as the library lists them, by class name.
 template <class S>
@@ -205,14 +207,15 @@ class Tarn : public ::testing::Test {
     return used;
   }
 
-  // A copy of the sample data with `profiles` as its profiles.json.
-  std::string dataWithProfiles(const json& profiles) {
+  // A copy of the sample data with `content` as its file `name`.
+  std::string dataWith(const std::string& name, const json& content) {
     const std::string data = dir.file("data");
     std::filesystem::remove_all(data);
     std::filesystem::copy(TARN_DATA_DIR, data);
-    writeBytes(data + "/profiles.json", profiles.dump(1));
+    writeBytes(data + "/" + name, content.dump(1));
     return data;
   }
+  std::string dataWithProfiles(const json& profiles) { return dataWith("profiles.json", profiles); }
 
   TempDir dir;
   std::string demo = dir.file("demo.sqlite");
@@ -546,11 +549,38 @@ TEST_F(Tarn, Purge_RemovesExactlyTheMaterialsNothingUses) {
   EXPECT_EQ(count({"count", demo, "material"}), used.size());
 }
 
-TEST_F(Tarn, Purge_OfEveryTypeEmptiesTheSampleCatalogue) {
-  std::string text = ok({"purge", demo});
-  EXPECT_NE(text.find("Composition 1 "), std::string::npos) << text;
+TEST_F(Tarn, Purge_OfEveryTypeEmptiesTheSampleCatalogueButTheUnitsItRecords) {
+  // The default and column units stay, and their measures: the catalogue's
+  // records of them refer to them.
+  const json units = sampleData("units.json");
+  std::set<std::pair<std::string, std::string>> recorded;  // measure, label
+  for (const json& m : units["measures"])
+    if (m.contains("default"))
+      recorded.insert({m["name"].get<std::string>(), m["default"].get<std::string>()});
+  for (const json& c : units["columns"])
+    recorded.insert({c["measure"].get<std::string>(), c["unit"].get<std::string>()});
+  std::set<std::string> measures;
+  for (const auto& [measure, label] : recorded) measures.insert(measure);
+
+  std::set<std::string> kept;
+  for (const json& o : okJson({"purge", demo, "--json"})) {
+    if (o["outcome"] == "removed") continue;
+    EXPECT_EQ(o["outcome"], "referenced") << o;
+    kept.insert(o["class"].get<std::string>() + " " + o["name"].get<std::string>());
+  }
+  std::set<std::string> expected;
+  for (const auto& [measure, label] : recorded) expected.insert("Unit " + label);
+  for (const std::string& measure : measures) expected.insert("Measure " + measure);
+  EXPECT_EQ(kept, expected);
   const json counts = okJson({"info", demo, "--json"})["objects"];
-  for (const auto& [type, n] : counts.items()) EXPECT_EQ(n, 0) << type;
+  for (const auto& [type, n] : counts.items()) {
+    if (type == "Unit")
+      EXPECT_EQ(n, recorded.size());
+    else if (type == "Measure")
+      EXPECT_EQ(n, measures.size());
+    else
+      EXPECT_EQ(n, 0) << type;
+  }
 }
 
 // ---- Profiles
@@ -960,6 +990,571 @@ TEST_F(Tarn, Demo_MalformedProfileDataNamesTheSeriesAndRowAndLeavesNoCatalogue) 
   EXPECT_TRUE(entries(out.file("")).empty());
 }
 
+// ---- Units
+
+TEST_F(Tarn, Demo_BuildsTheMeasuresUnitsAndColumnUnitsOfTheUnitData) {
+  const json data = sampleData("units.json");
+  const json listed = okJson({"units", demo, "--json"});
+  ASSERT_EQ(listed["measures"].size(), data["measures"].size());
+  std::size_t units = 0;
+  for (std::size_t i = 0; i < data["measures"].size(); ++i) {
+    const json& want = data["measures"][i];
+    const json& got = listed["measures"][i];
+    SCOPED_TRACE(want["name"].get<std::string>());
+    EXPECT_EQ(got["name"], want["name"]);
+    EXPECT_EQ(got["description"], want.value("description", ""));
+    EXPECT_EQ(got["exponents"], want["exponents"]);
+    EXPECT_EQ(got["default"], want.value("default", json()));
+    ASSERT_EQ(got["units"].size(), want["units"].size());
+    for (std::size_t j = 0; j < want["units"].size(); ++j) {
+      const json& u = got["units"][j];
+      EXPECT_EQ(u["name"], want["units"][j].value("name", json()));
+      EXPECT_EQ(u["label"], want["units"][j]["label"]);
+      EXPECT_EQ(u["scale"].get<double>(), want["units"][j]["scale"].get<double>());
+      EXPECT_EQ(u["default"], u["label"] == want.value("default", json()));
+    }
+    units += want["units"].size();
+  }
+  EXPECT_EQ(std::set<json>(listed["columns"].begin(), listed["columns"].end()),
+            std::set<json>(data["columns"].begin(), data["columns"].end()));
+  const json n = okJson({"info", demo, "--json"})["objects"];
+  EXPECT_EQ(n["Measure"], data["measures"].size());
+  EXPECT_EQ(n["Unit"], units);
+}
+
+TEST_F(Tarn, Units_ListsEachMeasureWithItsUnitsTheDefaultAndTheColumnUnits) {
+  const std::string text = ok({"units", demo});
+  for (const char* lines : {"Density (kg\u00b7m\u207b\u00b3)\n"
+                            "  kg/m\u00b3   kilogram per cubic metre   1                   default\n"
+                            "  g/cm\u00b3   gram per cubic centimetre  1000\n"
+                            "  lb/ft\u00b3  pound per cubic foot       16.018463373960138\n"
+                            "Specific heat capacity (m\u00b2\u00b7s\u207b\u00b2\u00b7K\u207b\u00b9)\n",
+                            "Plane angle (dimensionless)\n"
+                            "  rad  radian  1\n"
+                            "  deg  degree  0.017453292519943295  default\n",
+                            "\nColumn units\n", "  tarnlib_CircleProfile.radius                      mm\n",
+                            "  tarnlib_PhysicalAsset.thermal_conductivity        W/(m\u00b7K)\n"})
+    EXPECT_NE(text.find(lines), std::string::npos) << lines << "\nnot in\n" << text;
+  // Every measure once, in the order of the data, and then the columns.
+  std::vector<std::string> headers;
+  std::size_t at = 0;
+  for (const json& m : sampleData("units.json")["measures"]) {
+    at = text.find("\n" + m["name"].get<std::string>() + " (", at);
+    EXPECT_NE(at, std::string::npos) << m["name"];
+  }
+  EXPECT_LT(at, text.find("\nColumn units\n"));
+}
+
+TEST_F(Tarn, Units_WritesDimensionsInBaseUnitsUnnamedUnitsAndAnEmptyCatalogue) {
+  const std::string file = dir.file("units.sqlite");
+  {
+    auto library = Library::create(OdString(file), LibraryUnit::Millimeter);
+    ASSERT_TRUE(library);
+    auto power = library->save<Measure>(Measure::create(OdString("Power density"), -1, 1, -3, 0, 0, 0, 0));
+    library->save<Measure>(Measure::create(OdString("Odd"), 12, 0, 0, -10, 1, 2, -1));
+    auto ratio = library->save<Measure>(Measure::create(OdString("Ratio"), 0, 0, 0, 0, 0, 0, 0));
+    library->save<Unit>(Unit::create(OdString("watt per cubic metre"), OdString("W/m^3"), 1, power));
+    auto kilowatt = library->save<Unit>(Unit::create(OdString("kW/m^3"), 1000, power));
+    library->setDefaultUnit(kilowatt);
+    library->save<Unit>(Unit::create(OdString("%"), 0.01, ratio));
+    library->setColumnUnit(OdString("tarnlib_Custom"), OdString("heat"), kilowatt);
+  }
+  EXPECT_EQ(ok({"units", file}),
+            "Power density (kg\u00b7m\u207b\u00b9\u00b7s\u207b\u00b3)\n"
+            "  W/m\u00b3   watt per cubic metre  1\n"
+            "  kW/m\u00b3  -                     1000  default\n"
+            "Odd (m\u00b9\u00b2\u00b7A\u00b7cd\u00b2\u00b7K\u207b\u00b9\u2070\u00b7mol\u207b\u00b9)\n"
+            "Ratio (dimensionless)\n"
+            "  %  -  0.01\n"
+            "\n"
+            "Column units\n"
+            "  tarnlib_Custom.heat  kW/m\u00b3\n");
+  const json listed = okJson({"units", file, "--json"});
+  EXPECT_EQ(listed["measures"][0]["default"], "kW/m^3");
+  EXPECT_EQ(listed["measures"][0]["units"][1]["name"], nullptr);
+  EXPECT_EQ(listed["measures"][1]["units"], json::array());
+  EXPECT_EQ(listed["columns"], json::array({{{"table", "tarnlib_Custom"},
+                                             {"column", "heat"},
+                                             {"measure", "Power density"},
+                                             {"unit", "kW/m^3"}}}));
+
+  const std::string empty = dir.file("empty.sqlite");
+  ok({"create", empty});
+  EXPECT_EQ(ok({"units", empty}), "");
+  EXPECT_EQ(okJson({"units", empty, "--json"}),
+            (json{{"measures", json::array()}, {"columns", json::array()}}));
+}
+
+TEST_F(Tarn, Show_WritesEachValueWithTheDisplayLabelOfItsColumnUnit) {
+  const std::string file = dir.file("columns.sqlite");
+  std::string tubeId, beamId, assetId;
+  {
+    auto library = Library::create(OdString(file), LibraryUnit::Millimeter);
+    ASSERT_TRUE(library);
+    auto length = library->save<Measure>(Measure::create(OdString("Length"), 1, 0, 0, 0, 0, 0, 0));
+    auto density = library->save<Measure>(Measure::create(OdString("Density"), -3, 1, 0, 0, 0, 0, 0));
+    auto cm = library->save<Unit>(Unit::create(OdString("cm"), 0.01, length));
+    auto inch = library->save<Unit>(Unit::create(OdString("in"), 0.0254, length));
+    auto metre = library->save<Unit>(Unit::create(OdString("m"), 1, length));
+    auto kgPerM3 = library->save<Unit>(Unit::create(OdString("kg/m^3"), 1, density));
+    // A hollow circle's radius is stored with the circle's, its wall with its own.
+    library->setColumnUnit(OdString("tarnlib_CircleProfile"), OdString("radius"), cm);
+    library->setColumnUnit(OdString("tarnlib_CircleHollowProfile"), OdString("wallThickness"), inch);
+    library->setColumnUnit(OdString("tarnlib_CircleHollowProfile"), OdString("radius"), metre);
+    library->setColumnUnit(OdString("tarnlib_IShapeProfile"), OdString("overallDepth"), cm);
+    library->setColumnUnit(OdString("tarnlib_AsymmetricIShapeProfile"), OdString("topFlangeWidth"), inch);
+    library->setColumnUnit(OdString("tarnlib_AsymmetricIShapeProfile"), OdString("overallWidth"), metre);
+    library->setColumnUnit(OdString("tarnlib_PhysicalAsset"), OdString("density"), kgPerM3);
+
+    auto tube = CircleHollowProfile::create(ProfileName::create(OdString("Tubes")), OdString("T1"));
+    tube->set_radius(5);
+    tube->set_wall_thickness(0.25);
+    tube->set_guid(Guid(OdString("4b7009ef-0317-4504-a674-282d1b5bb08f")));
+    tubeId = std::to_string(library->save<CircleHollowProfile>(tube)->id());
+    auto beam = AsymmetricIShapeProfile::create(ProfileName::create(OdString("Beams")), OdString("B1"));
+    beam->set_overall_depth(30);
+    beam->set_top_flange_width(4);
+    beamId = std::to_string(library->save<AsymmetricIShapeProfile>(beam)->id());
+    auto asset = PhysicalAsset::create(OdString("Clay"));
+    asset->set_density(1800);
+    asset->set_specific_heat(900);
+    assetId = std::to_string(library->save<PhysicalAsset>(asset)->id());
+  }
+
+  EXPECT_EQ(ok({"show", file, "circlehollowprofile", "T1"}),
+            "CircleHollowProfile " + tubeId +
+                "\n"
+                "  series       Tubes\n"
+                "  standard     -\n"
+                "  type         Generic\n"
+                "  size         T1\n"
+                "  description  \n"
+                "  material     -\n"
+                "  offset       absent\n"
+                "  guid         4b7009ef-0317-4504-a674-282d1b5bb08f\n"
+                "  merge_guids  (none)\n"
+                "  dimensions\n"
+                "    radius         5 cm\n"
+                "    wallThickness  0.25 in\n");
+  EXPECT_EQ(okJson({"show", file, "circleprofile", tubeId, "--json"})["units"],
+            (json{{"radius", "cm"}, {"wallThickness", "in"}}));
+  // Inherited dimensions by their base's table; one without a unit in the
+  // catalogue's length unit.
+  const json beamRecord = okJson({"show", file, "profile", beamId, "--json"});
+  EXPECT_EQ(beamRecord["units"], (json{{"overallDepth", "cm"}, {"topFlangeWidth", "in"}}));
+  const std::string beamText = ok({"show", file, "profile", beamId});
+  for (const char* line : {"\n    overallWidth           0 mm\n", "\n    overallDepth           30 cm\n",
+                           "\n    topFlangeWidth         4 in\n", "\n    filletRadius           absent\n"})
+    EXPECT_NE(beamText.find(line), std::string::npos) << line << "\nnot in\n" << beamText;
+
+  EXPECT_EQ(ok({"show", file, "physicalasset", "Clay"}), "PhysicalAsset " + assetId +
+                                                             "\n"
+                                                             "  name                  Clay\n"
+                                                             "  description           \n"
+                                                             "  density               1800 kg/m\u00b3\n"
+                                                             "  specific_heat         900\n"
+                                                             "  thermal_conductivity  -\n");
+  EXPECT_EQ(okJson({"show", file, "asset", assetId, "--json"})["units"], (json{{"density", "kg/m^3"}}));
+}
+
+// ---- Property definitions
+
+TEST_F(Tarn, Demo_BuildsThePropertySetsOfThePropertyDataWithSharedDefinitions) {
+  const json data = sampleData("property_sets.json");
+  std::map<std::pair<std::string, std::string>, json> definitions;  // by namespace and name, as first given
+  for (const json& s : data["sets"])
+    for (const json& p : s["properties"]) definitions.emplace(std::make_pair(s["namespace"], p["name"]), p);
+
+  const json n = okJson({"info", demo, "--json"})["objects"];
+  EXPECT_EQ(n["PropertyNamespace"], data["namespaces"].size());
+  EXPECT_EQ(n["EntityType"], data["entity_types"].size());
+  EXPECT_EQ(n["PropertyDefinition"], definitions.size());
+  EXPECT_EQ(n["ValueDefinition"], 0);
+  EXPECT_EQ(n["PropertySet"], data["sets"].size());
+  EXPECT_EQ(count({"count", demo, "abstractdefinition"}), definitions.size());
+
+  std::map<std::string, json> sets;
+  for (const json& s : okJson({"list", demo, "propertyset", "--json"})) sets[s["name"]] = s;
+  std::map<std::pair<std::string, std::string>, unsigned> ids;
+  for (const json& want : data["sets"]) {
+    SCOPED_TRACE(want["name"].get<std::string>());
+    const json& got = sets.at(want["name"]);
+    EXPECT_EQ(got["namespace"], want["namespace"]);
+    EXPECT_EQ(got["ifc_name"], want.value("ifc_name", json()));
+    EXPECT_EQ(got["per_instance"], want.value("per_instance", false));
+    EXPECT_EQ(got["entity_types"], want["entity_types"]);
+    ASSERT_EQ(got["definitions"].size(), want["properties"].size());
+    for (std::size_t i = 0; i < want["properties"].size(); ++i) {
+      const json& p = want["properties"][i];
+      const json& d = got["definitions"][i];
+      SCOPED_TRACE(p.dump());
+      EXPECT_EQ(d["class"], "PropertyDefinition");
+      EXPECT_EQ(d["name"], p["name"]);
+      const std::string structure = p.value("structure", "Single");
+      EXPECT_EQ(d["type"], structure + (structure == "Map" ? " " + p["key"].get<std::string>() : "") + " " +
+                               p["type"].get<std::string>());
+      EXPECT_EQ(d["unit"], p.value("unit", json()));
+      if (p.contains("default"))
+        EXPECT_EQ(json::parse(d["default_value"].get<std::string>()), p["default"]);
+      else
+        EXPECT_EQ(d["default_value"], nullptr);
+      // A name of a namespace is one definition, whichever set lists it.
+      const unsigned id = d["id"];
+      EXPECT_EQ(ids.emplace(std::make_pair(want["namespace"], p["name"]), id).first->second, id);
+    }
+  }
+  for (const json& d : okJson({"list", demo, "propertydefinition", "--json"}))
+    EXPECT_EQ(d["description"], definitions.at({d["namespace"], d["name"]}).value("description", ""));
+}
+
+TEST_F(Tarn, Show_APropertySetListsItsEntityTypesAndItsDefinitionsInOrder) {
+  const json roof = okJson({"show", demo, "propertyset", "Pset_RoofCommon", "--json"});
+  EXPECT_EQ(ok({"show", demo, "propertyset", "Pset_RoofCommon"}),
+            "PropertySet " + std::to_string(roof["id"].get<unsigned>()) +
+                "\n"
+                "  namespace     IFC common property sets\n"
+                "  name          Pset_RoofCommon\n"
+                "  label         -\n"
+                "  ifc_name      Pset_RoofCommon\n"
+                "  per_instance  yes\n"
+                "  visible       yes\n"
+                "  entity_types  IfcRoof\n"
+                "  definitions\n"
+                "   0  Reference             property  Single String  -         -\n"
+                "   1  Status                property  Single String  -         -\n"
+                "   2  AcousticRating        property  Single String  -         -\n"
+                "   3  FireRating            property  Single String  -         -\n"
+                "   4  IsExternal            property  Single Bool    -         false\n"
+                "   5  ThermalTransmittance  property  Single Double  W/(m\u00b2\u00b7K)  -\n");
+
+  // Both kinds of definition, the structures, defaults of every kind, and a
+  // set without definitions.
+  const std::string file = dir.file("sets.sqlite");
+  std::string doorId, emptyId;
+  {
+    auto library = Library::create(OdString(file), LibraryUnit::Millimeter);
+    ASSERT_TRUE(library);
+    auto ns = PropertyNamespace::create(OdString("Acme"), OdString("AC"));
+    auto length = Measure::create(OdString("Length"), 1, 0, 0, 0, 0, 0, 0);
+    auto mm = library->save<Unit>(Unit::create(OdString("mm"), 0.001, length));
+    auto door = PropertySet::create(ns, OdString("Acme_Door"));
+    door->set_label(OdString("Door data"));
+    door->insert_entity_type(OdString("IfcDoor"));
+    door->insert_entity_type(OdString("IfcWindow"));
+    auto width =
+        door->append_property_definition(OdString("Width"), PropertyType::Single(PropertyType::Double));
+    width->set_unit(mm);
+    width->set_default_value(912.5);
+    door->append_property_definition(OdString("Tags"), PropertyType::Array(PropertyType::String))
+        ->set_default_value(OdString("[\"a\", \"b\"]"));
+    door->append_value_definition(OdString("Kind"),
+                                  PropertyType::Map(PropertyType::String, PropertyType::Int32));
+    door->append_property_definition(OdString("Note"), PropertyType::Single(PropertyType::String))
+        ->set_default_value(OdString("\"n/a\""));
+    doorId = std::to_string(library->save<PropertySet>(door)->id());
+    emptyId =
+        std::to_string(library->save<PropertySet>(PropertySet::create(ns, OdString("Acme_Empty")))->id());
+  }
+  EXPECT_EQ(ok({"show", file, "propertyset", "Acme_Door"}),
+            "PropertySet " + doorId +
+                "\n"
+                "  namespace     Acme\n"
+                "  name          Acme_Door\n"
+                "  label         Door data\n"
+                "  ifc_name      -\n"
+                "  per_instance  no\n"
+                "  visible       yes\n"
+                "  entity_types  IfcDoor, IfcWindow\n"
+                "  definitions\n"
+                "   0  Width  property  Single Double     mm  912.5\n"
+                "   1  Tags   property  Array String      -   [\"a\", \"b\"]\n"
+                "   2  Kind   value     Map String Int32  -   -\n"
+                "   3  Note   property  Single String     -   \"n/a\"\n");
+  EXPECT_EQ(ok({"show", file, "propertyset", emptyId}), "PropertySet " + emptyId +
+                                                            "\n"
+                                                            "  namespace     Acme\n"
+                                                            "  name          Acme_Empty\n"
+                                                            "  label         -\n"
+                                                            "  ifc_name      -\n"
+                                                            "  per_instance  no\n"
+                                                            "  visible       yes\n"
+                                                            "  entity_types  (none)\n"
+                                                            "  definitions  (none)\n");
+  const json kinds = okJson({"show", file, "propertyset", doorId, "--json"})["definitions"];
+  EXPECT_EQ(kinds[1], (json{{"class", "PropertyDefinition"},
+                            {"id", kinds[1]["id"]},
+                            {"name", "Tags"},
+                            {"type", "Array String"},
+                            {"unit", nullptr},
+                            {"default_value", "[\"a\", \"b\"]"}}));
+  EXPECT_EQ(kinds[2]["class"], "ValueDefinition");
+  EXPECT_EQ(ok({"list", file, "abstractdefinition", "--name", "%t%"}),
+            "1  Width  (PropertyDefinition)\n2  Tags  (PropertyDefinition)\n4  Note  (PropertyDefinition)\n");
+  EXPECT_EQ(okJson({"show", file, "valuedefinition", "Kind", "--json"})["type"], "Map String Int32");
+  EXPECT_EQ(okJson({"show", file, "propertydefinition", "Width", "--json"})["unit"], "mm");
+}
+
+TEST_F(Tarn, PropertyTypes_AreListedCountedFoundAndRemovedLikeEveryType) {
+  const json units = sampleData("units.json");
+  const json data = sampleData("property_sets.json");
+
+  // Units by their label, in any ASCII case.
+  std::size_t kg = 0;
+  for (const json& m : units["measures"])
+    for (const json& u : m["units"]) kg += lower(u["label"]).rfind("kg", 0) == 0 ? 1 : 0;
+  EXPECT_EQ(count({"count", demo, "unit", "--name", "KG%"}), kg);
+  EXPECT_EQ(lineCount(ok({"list", demo, "unit", "--name", "kg%"})), kg);
+  const json transmittance = okJson({"show", demo, "unit", "W/(m^2.K)", "--json"});
+  EXPECT_EQ(transmittance["measure"], "Thermal transmittance");
+  EXPECT_EQ(transmittance["display"], "W/(m\u00b2\u00b7K)");
+  EXPECT_EQ(okJson({"show", demo, "measure", "Density", "--json"})["default_unit"], "kg/m^3");
+
+  // Sets through their entity types' names, definitions through the root.
+  EXPECT_EQ(count({"count", demo, "propertyset", "--name", "Pset_Material%"}), 3u);
+  const std::string definitions = ok({"list", demo, "abstractdefinition"});
+  EXPECT_EQ(lineCount(definitions), count({"count", demo, "propertydefinition"}));
+  EXPECT_NE(definitions.find("  IsExternal  (PropertyDefinition)\n"), std::string::npos) << definitions;
+  EXPECT_EQ(ok({"list", demo, "valuedefinition"}), "");
+
+  // A set whose properties are partly its own and partly shared with others.
+  std::size_t chosen = data["sets"].size();
+  std::set<std::string> own, shared;
+  for (std::size_t i = 0; i < data["sets"].size() && chosen == data["sets"].size(); ++i) {
+    own.clear();
+    shared.clear();
+    for (const json& p : data["sets"][i]["properties"]) {
+      bool elsewhere = false;
+      for (std::size_t j = 0; j < data["sets"].size(); ++j)
+        for (const json& q : data["sets"][j]["properties"])
+          elsewhere = elsewhere || (j != i && q["name"] == p["name"] &&
+                                    data["sets"][j]["namespace"] == data["sets"][i]["namespace"]);
+      (elsewhere ? shared : own).insert(p["name"].get<std::string>());
+    }
+    if (!own.empty() && !shared.empty()) chosen = i;
+  }
+  ASSERT_LT(chosen, data["sets"].size());
+  const json set = okJson({"show", demo, "propertyset", data["sets"][chosen]["name"], "--json"});
+  const std::string setId = std::to_string(set["id"].get<unsigned>());
+  std::vector<std::string> removeDefinitions = {"remove", demo, "propertydefinition", "--json"};
+  for (const json& d : set["definitions"])
+    removeDefinitions.push_back(std::to_string(d["id"].get<unsigned>()));
+  const std::string entityType = std::to_string(
+      okJson({"show", demo, "entitytype", set["entity_types"][0], "--json"})["id"].get<unsigned>());
+  const std::string ns = std::to_string(
+      okJson({"show", demo, "propertynamespace", set["namespace"], "--json"})["id"].get<unsigned>());
+  auto outcomes = [&](const std::vector<std::string>& args) {
+    std::map<std::string, std::string> byName;
+    for (const json& o : okJson(args)) byName[o["name"]] = o["outcome"];
+    return byName;
+  };
+
+  // Whatever a set still uses stays.
+  std::map<std::string, std::string> expected;
+  for (const json& d : set["definitions"]) expected[d["name"]] = "referenced";
+  EXPECT_EQ(outcomes(removeDefinitions), expected);
+  EXPECT_EQ(outcomes({"remove", demo, "entitytype", entityType, "--json"}),
+            (std::map<std::string, std::string>{{set["entity_types"][0], "referenced"}}));
+  EXPECT_EQ(outcomes({"remove", demo, "propertynamespace", ns, "--json"}),
+            (std::map<std::string, std::string>{{set["namespace"], "referenced"}}));
+
+  // Without the set, only the definitions other sets share stay.
+  EXPECT_EQ(
+      ok({"remove", demo, "propertyset", setId}),
+      "PropertySet " + setId + " \"" + set["name"].get<std::string>() + "\": removed\n1 removed, 0 not\n");
+  expected.clear();
+  for (const std::string& name : own) expected[name] = "removed";
+  for (const std::string& name : shared) expected[name] = "referenced";
+  EXPECT_EQ(outcomes(removeDefinitions), expected);
+  EXPECT_EQ(count({"count", demo, "abstractdefinition"}), count({"count", demo, "propertydefinition"}));
+
+  // A unit the catalogue records as a default stays; one nothing uses goes.
+  const std::string mm = std::to_string(okJson({"show", demo, "unit", "mm", "--json"})["id"].get<unsigned>());
+  const std::string yd = std::to_string(okJson({"show", demo, "unit", "yd", "--json"})["id"].get<unsigned>());
+  EXPECT_EQ(outcomes({"remove", demo, "unit", mm, yd, "--json"}),
+            (std::map<std::string, std::string>{{"mm", "referenced"}, {"yd", "removed"}}));
+  const std::string length =
+      std::to_string(okJson({"show", demo, "measure", "Length", "--json"})["id"].get<unsigned>());
+  EXPECT_EQ(outcomes({"remove", demo, "measure", length, "--json"}),
+            (std::map<std::string, std::string>{{"Length", "referenced"}}));
+}
+
+TEST_F(Tarn, Demo_MalformedUnitDataNamesTheEntryAndLeavesNoCatalogue) {
+  const json good = json::parse(R"({
+    "measures": [
+      { "name": "Length", "description": "Distance", "exponents": [1, 0, 0, 0, 0, 0, 0],
+        "units": [ { "name": "millimetre", "label": "mm", "scale": 0.001 },
+                   { "name": "metre", "label": "m", "scale": 1 } ],
+        "default": "mm" },
+      { "name": "Density", "exponents": [-3, 1, 0, 0, 0, 0, 0],
+        "units": [ { "name": "kilogram per cubic metre", "label": "kg/m^3", "scale": 1 } ],
+        "default": "kg/m^3" } ],
+    "columns": [ { "table": "tarnlib_PhysicalAsset", "column": "density", "measure": "Density", "unit": "kg/m^3" } ]
+  })");
+  const json sets = json::parse(R"({
+    "namespaces": [ { "name": "Common" } ], "entity_types": [ "IfcWall" ],
+    "sets": [ { "name": "Pset_WallCommon", "namespace": "Common", "entity_types": [ "IfcWall" ],
+                "properties": [ { "name": "Width", "type": "Double", "unit": "mm" } ] } ]
+  })");
+  TempDir out;
+  const std::string file = out.file("units.sqlite");
+  auto dataWithUnits = [&](const json& units) {
+    const std::string data = dataWith("units.json", units);
+    writeBytes(data + "/property_sets.json", sets.dump());
+    return data;
+  };
+  ok({"demo", file, "--data", dataWithUnits(good)});
+  EXPECT_EQ(count({"count", file, "unit"}), 3u);
+  EXPECT_EQ(okJson({"show", file, "physicalasset", "1", "--json"})["units"], (json{{"density", "kg/m^3"}}));
+  std::filesystem::remove(file);
+
+  struct Case {
+    std::function<void(json& units)> spoil;
+    std::string reason;
+  };
+  const std::string length = "measures[0] (\"Length\")";
+  const std::string exponents =
+      ": \"exponents\" needs 7 whole numbers: the powers of length, mass, time, temperature, current, "
+      "luminous "
+      "intensity and amount of substance";
+  const std::vector<Case> cases = {
+      {[](json& u) {
+         u["measures"][0]["exponents"] = {1, 0, 0};
+       },
+       length + exponents},
+      {[](json& u) { u["measures"][0]["exponents"][1] = 0.5; }, length + exponents},
+      {[](json& u) { u["measures"][1]["name"] = "Length"; },
+       "measures[1] (\"Length\"): the measure is given twice"},
+      {[](json& u) { u["measures"][0]["units"][1]["scale"] = 0; },
+       length + ".units[1] (\"m\").scale: needs a positive number"},
+      {[](json& u) { u["measures"][0]["units"][1]["scale"] = "1"; },
+       length + ".units[1] (\"m\").scale: needs a number"},
+      {[](json& u) { u["measures"][0]["units"][1].erase("label"); },
+       length + ".units[1]: needs a text \"label\""},
+      {[](json& u) { u["measures"][0]["units"][1]["label"] = "mm"; },
+       length + ".units[1] (\"mm\"): the label is given twice in its measure"},
+      {[](json& u) { u["measures"][1]["units"][0]["name"] = "metre"; },
+       "measures[1] (\"Density\").units[0] (\"kg/m^3\"): the unit name \"metre\" is given twice"},
+      {[](json& u) { u["measures"][0]["default"] = "km"; },
+       length + ": the default \"km\" is not one of its units"},
+      {[](json& u) { u["columns"][0]["unit"] = "g/cm^3"; },
+       "columns[0] (\"tarnlib_PhysicalAsset.density\"): the measure \"Density\" has no unit \"g/cm^3\""},
+      {[](json& u) { u["columns"][0]["measure"] = "Mass"; },
+       "columns[0] (\"tarnlib_PhysicalAsset.density\"): unknown measure \"Mass\""},
+      {[](json& u) { u["columns"].push_back(u["columns"][0]); },
+       "columns[1] (\"tarnlib_PhysicalAsset.density\"): the column is given twice"},
+      {[](json& u) { u["columns"][0].erase("table"); }, "columns[0]: needs a text \"table\""},
+      {[](json& u) { u.erase("columns"); }, "top level: needs an array \"columns\""},
+  };
+  for (const Case& c : cases) {
+    json units = good;
+    c.spoil(units);
+    const std::string data = dataWithUnits(units);
+    SCOPED_TRACE(c.reason);
+    failsWith({"demo", file, "--data", data}, data + "/units.json", c.reason);
+    EXPECT_TRUE(entries(out.file("")).empty());
+  }
+}
+
+TEST_F(Tarn, Demo_MalformedPropertySetDataNamesTheEntryAndLeavesNoCatalogue) {
+  const json good = json::parse(R"({
+    "namespaces": [ { "name": "Common", "label": "C" } ],
+    "entity_types": [ "IfcWall", "IfcSlab" ],
+    "sets": [
+      { "name": "Pset_WallCommon", "namespace": "Common", "ifc_name": "Pset_WallCommon",
+        "entity_types": [ "IfcWall" ], "per_instance": true,
+        "properties": [ { "name": "IsExternal", "type": "Bool", "default": false, "description": "Outside" },
+                        { "name": "Width", "type": "Double", "unit": "mm" } ] },
+      { "name": "Pset_SlabCommon", "namespace": "Common", "entity_types": [ "IfcSlab" ],
+        "properties": [ { "name": "IsExternal", "type": "Bool", "default": false, "description": "Outside" },
+                        { "name": "Layers", "type": "Int8", "structure": "Array", "default": [1, 2] } ] } ]
+  })");
+  TempDir out;
+  const std::string file = out.file("sets.sqlite");
+  ok({"demo", file, "--data", dataWith("property_sets.json", good)});
+  EXPECT_EQ(count({"count", file, "propertydefinition"}), 3u);
+  EXPECT_EQ(okJson({"show", file, "propertydefinition", "Layers", "--json"})["default_value"], "[1,2]");
+  std::filesystem::remove(file);
+
+  struct Case {
+    std::function<void(json& data)> spoil;
+    std::string reason;
+  };
+  const std::string wall = "sets[0] (\"Pset_WallCommon\")";
+  const std::string external = wall + ".properties[0] (\"IsExternal\")";
+  const std::string width = wall + ".properties[1] (\"Width\")";
+  const std::vector<Case> cases = {
+      {[](json& d) { d["sets"][0]["properties"][0]["type"] = "Boolean"; },
+       external + ": unknown type \"Boolean\"; the types are Any, Bool, Int8, UInt8, Int16, UInt16, Int32, "
+                  "UInt32, Int64, "
+                  "UInt64, Double, String, Handle, ObjectId, Vector2d, Point2d, Vector3d, Point3d, Binary"},
+      {[](json& d) { d["sets"][0]["properties"][0]["structure"] = "List"; },
+       external + ": unknown structure \"List\"; it is Single, Array or Map"},
+      {[](json& d) { d["sets"][0]["properties"][0]["structure"] = "Map"; },
+       external + ": needs a text \"key\""},
+      {[](json& d) { d["sets"][0]["properties"][0]["key"] = "String"; },
+       external + ": \"key\" is for a Map only"},
+      {[](json& d) { d["sets"][0]["properties"][0]["default"] = "no"; },
+       external + ": the default \"no\" is not of the type Single Bool"},
+      {[](json& d) {
+         d["sets"][1]["properties"][1]["default"] = {1, 200};
+       },
+       "sets[1] (\"Pset_SlabCommon\").properties[1] (\"Layers\"): the default [1,200] is not of the type "
+       "Array Int8"},
+      {[](json& d) { d["sets"][0]["properties"][0]["unit"] = "mm"; },
+       external + ": a unit needs a number type"},
+      {[](json& d) { d["sets"][0]["properties"][1]["unit"] = "furlong"; },
+       width + ": unknown unit \"furlong\""},
+      {[](json& d) { d["sets"][0]["properties"][1]["measure"] = "Density"; },
+       width + ": the measure \"Density\" has no unit \"mm\""},
+      {[](json& d) { d["sets"][1]["properties"][0]["default"] = true; },
+       "sets[1] (\"Pset_SlabCommon\").properties[0] (\"IsExternal\"): its default differs from " + external +
+           "; the sets of a namespace share one definition of a name"},
+      {[](json& d) { d["sets"][1]["properties"][0]["description"] = "Exterior"; },
+       "sets[1] (\"Pset_SlabCommon\").properties[0] (\"IsExternal\"): its description differs from " +
+           external + "; the sets of a namespace share one definition of a name"},
+      {[](json& d) { d["sets"][0]["properties"].push_back(d["sets"][0]["properties"][0]); },
+       wall + ".properties[2] (\"IsExternal\"): the property is given twice in its set"},
+      {[](json& d) { d["sets"][0]["entity_types"][0] = "IfcWal"; },
+       wall + ": unknown entity type \"IfcWal\""},
+      {[](json& d) { d["sets"][0]["entity_types"].push_back("IfcWall"); },
+       wall + ": the entity type \"IfcWall\" is given twice"},
+      {[](json& d) { d["sets"][0]["namespace"] = "Pset"; }, wall + ": unknown namespace \"Pset\""},
+      {[](json& d) { d["sets"][1]["name"] = "Pset_WallCommon"; },
+       "sets[1] (\"Pset_WallCommon\"): the set is given twice in its namespace"},
+      {[](json& d) { d["sets"][0]["per_instance"] = "yes"; },
+       wall + ": \"per_instance\" needs true or false"},
+      {[](json& d) { d["entity_types"].push_back("IfcWall"); }, "entity_types: \"IfcWall\" is given twice"},
+      {[](json& d) {
+         d["namespaces"].push_back({{"name", "Other"}, {"label", "C"}});
+       },
+       "namespaces[1] (\"Other\"): the label \"C\" is given twice"},
+  };
+  for (const Case& c : cases) {
+    json sets = good;
+    c.spoil(sets);
+    const std::string data = dataWith("property_sets.json", sets);
+    SCOPED_TRACE(c.reason);
+    failsWith({"demo", file, "--data", data}, data + "/property_sets.json", c.reason);
+    EXPECT_TRUE(entries(out.file("")).empty());
+  }
+
+  // A label two measures have needs its measure.
+  json units = sampleData("units.json");
+  units["measures"][1]["units"].push_back({{"name", "odd area"}, {"label", "mm"}, {"scale", 1}});
+  const std::string measure = units["measures"][1]["name"];
+  const std::string data = dataWith("property_sets.json", good);
+  writeBytes(data + "/units.json", units.dump());
+  failsWith({"demo", file, "--data", data}, data + "/property_sets.json",
+            width + ": the unit \"mm\" belongs to several measures (" + measure +
+                ", Length); give its \"measure\"");
+  EXPECT_TRUE(entries(out.file("")).empty());
+  json chosen = good;
+  chosen["sets"][0]["properties"][1]["measure"] = "Length";
+  writeBytes(data + "/property_sets.json", chosen.dump());
+  ok({"demo", file, "--data", data});
+  EXPECT_EQ(okJson({"show", file, "propertydefinition", "Width", "--json"})["unit"], "mm");
+}
+
 // ---- The file as a whole
 
 TEST_F(Tarn, Create_WritesUnitAndGuidAndRefusesAnExistingFile) {
@@ -1282,8 +1877,8 @@ TEST_F(Tarn, Help_AndVersionGoToStdoutWithStatusZero) {
     EXPECT_NE(r.out.find("--tag"), std::string::npos) << r.out;
   }
   Outcome all = run({"help"});
-  for (const char* sub :
-       {"create", "info", "meta", "vacuum", "upgrade", "list", "count", "show", "remove", "purge", "demo"})
+  for (const char* sub : {"create", "info", "meta", "vacuum", "upgrade", "list", "count", "show", "remove",
+                          "purge", "units", "demo"})
     EXPECT_NE(all.out.find(std::string("\n  ") + sub + " "), std::string::npos) << sub;
 }
 
