@@ -18,23 +18,18 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/sample_data.h"
+
 namespace tarnlib {
 namespace {
 
 using nlohmann::json;
-
-const std::string kSampleDir = std::string(TARNLIB_TEST_DATA_DIR) + "/../../data";
+using testing::kSampleDir;
+using testing::readSample;
 
 constexpr double kSteelDensity = 7850.0;  // kg/m³, the density of the tables' masses
 constexpr double kMassTolerance = 0.02;   // relative
 const double kPi = std::acos(-1.0);
-
-json readSample(const std::string& name) {
-  const std::string path = kSampleDir + "/" + name;
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot open " + path);
-  return json::parse(in);
-}
 
 struct Shape {
   std::vector<std::string> required;

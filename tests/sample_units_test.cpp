@@ -18,6 +18,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/sample_data.h"
+
 #include "support/sql.h"
 #include "tarnlib/library.h"
 #include "tarnlib/memfs.h"
@@ -26,15 +28,8 @@ namespace tarnlib {
 namespace {
 
 using nlohmann::json;
-
-const std::string kSampleDir = std::string(TARNLIB_TEST_DATA_DIR) + "/../../data";
-
-json readSample(const std::string& name) {
-  const std::string path = kSampleDir + "/" + name;
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot open " + path);
-  return json::parse(in);
-}
+using testing::kSampleDir;
+using testing::readSample;
 
 const json& unitsFile() {
   static const json file = readSample("units.json");
