@@ -1038,7 +1038,8 @@ TEST_F(Tarn, Units_ListsEachMeasureWithItsUnitsTheDefaultAndTheColumnUnits) {
   // Every measure once, in the order of the data, and then the columns.
   std::vector<std::string> headers;
   std::size_t at = 0;
-  for (const json& m : sampleData("units.json")["measures"]) {
+  const json units = sampleData("units.json");  // a temporary would die before the loop runs
+  for (const json& m : units["measures"]) {
     at = text.find("\n" + m["name"].get<std::string>() + " (", at);
     EXPECT_NE(at, std::string::npos) << m["name"];
   }
