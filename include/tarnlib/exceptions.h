@@ -126,6 +126,25 @@ class TARNLIB_EXPORT ObjectNotUnique : public ConsistencyError {
   OdString text_;
 };
 
+// The property-value text reader's complaints (XML import): "fail to read the
+// string into json::wmValue" for text that is not a value at all.
+class TARNLIB_EXPORT ReadError : public Exception {
+ public:
+  const wchar_t* what() const override;
+};
+
+// "no key \"KEY\" in json::wmObject": a value object lacks a key its type needs.
+class TARNLIB_EXPORT KeyError : public Exception {
+ public:
+  explicit KeyError(const OdString& key);
+  const wchar_t* what() const override;
+  const OdString& key() const { return key_; }
+
+ private:
+  OdString key_;
+  OdString message_;
+};
+
 }  // namespace tarnlib
 
 #endif  // TARNLIB_EXCEPTIONS_H_

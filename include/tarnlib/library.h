@@ -9,7 +9,9 @@
 #ifndef TARNLIB_LIBRARY_H_
 #define TARNLIB_LIBRARY_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -22,6 +24,7 @@
 #include "tarnlib/keys.h"
 #include "tarnlib/object.h"
 #include "tarnlib/platform/OdString.h"
+#include "tarnlib/xml_exchange.h"
 
 namespace tarnlib {
 
@@ -212,6 +215,42 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   void purge();
   void purge(RemoveResults& results);
   void purge(const std::set<ObjectType>& types, RemoveResults& results);
+
+  // ---- XML exchange. The host owns the document; the export fills `root`,
+  // the import reads it. See xml_exchange.h for the messages.
+
+  // Called now and then during a long export or import with the objects (or
+  // top-level elements) done so far and their total.
+  using Progress = std::function<void(std::size_t done, std::size_t total)>;
+
+  struct ExportOptions {
+    bool keepEmptyReferences = false;  // keep a reference to a missing object as an empty element
+    bool referencesByName = false;     // references carry "name" instead of "id"
+    bool exportMeta = false;           // write the "meta" element
+    bool exportGuid = false;           // inside "meta", write the library's "guid"
+    bool reserved = false;             // carried along; no writer reads it
+    Progress progress;
+  };
+
+  struct ImportOptions {
+    MessageHandler messageHandler;  // empty: messages are dropped
+    Progress progress;
+  };
+
+  // Each export runs in one read transaction and writes the objects of every
+  // type, of the listed types, or exactly the listed objects, each type's group
+  // in ascending id order. Throws the database exceptions; the tree then holds
+  // what was appended before the error.
+  void exportToXml(pugi::xml_node& root, const ExportOptions& options) const;
+  void exportToXml(pugi::xml_node& root, const std::set<ObjectType>& types, const ExportOptions& options) const;
+  void exportToXml(pugi::xml_node& root, const std::set<ObjectKey>& keys, const ExportOptions& options) const;
+
+  // Saves the objects of the document (of the listed types only) in one write
+  // transaction. What cannot be read is reported and skipped; ReadError and
+  // KeyError (a default value that is not a value) and the database exceptions
+  // propagate and keep nothing of the document.
+  void importFromXml(pugi::xml_node& root, const ImportOptions& options);
+  void importFromXml(pugi::xml_node& root, const std::set<ObjectType>& types, const ImportOptions& options);
 
  private:
   friend class detail::LibraryAccess;

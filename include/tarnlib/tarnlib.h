@@ -28,5 +28,6 @@
 #include "tarnlib/transaction.h"
 #include "tarnlib/translations.h"
 #include "tarnlib/unit.h"
+#include "tarnlib/xml_exchange.h"
 
 #endif  // TARNLIB_TARNLIB_H_

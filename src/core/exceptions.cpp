@@ -38,4 +38,11 @@ const wchar_t* ObjectInUse::what() const { return L"Object is still referenced b
 
 const wchar_t* ObjectNotUnique::what() const { return L"An other object with the same values exists"; }
 
+const wchar_t* ReadError::what() const { return L"fail to read the string into json::wmValue"; }
+
+KeyError::KeyError(const OdString& key)
+    : key_(key), message_(OdString(L"no key \"") + key + OdString(L"\" in json::wmObject")) {}
+
+const wchar_t* KeyError::what() const { return message_.c_str(); }
+
 }  // namespace tarnlib

@@ -1,6 +1,7 @@
 #include "tarnlib/custom_property.h"
 
 #include "objects/class_support.h"
+#include "objects/field_access.h"
 #include "tarnlib/composition.h"
 #include "tarnlib/material.h"
 
@@ -70,6 +71,10 @@ std::size_t getCustomProperties(std::vector<TnSmartPtr<CustomProperty>>& out,
   criteria.object_type = objectType;
   library->get<CustomProperty>(out, criteria);
   return out.size();
+}
+
+void objects::setObjectType(CustomProperty& property, ObjectType type) {
+  objects::assignIfChanged(property.impl().object_type, type, property.impl().state);
 }
 
 }  // namespace tarnlib

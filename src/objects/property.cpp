@@ -11,6 +11,7 @@
 #include "access/row_query.h"
 #include "objects/carriers.h"
 #include "objects/class_support.h"
+#include "objects/field_access.h"
 
 namespace tarnlib {
 
@@ -719,6 +720,15 @@ const access::Mapping& objects::propertySetMapping() {
               +[](Object& o) { return &static_cast<C&>(o).impl().definitions; }))
           .seal();
   return sealed;
+}
+
+// ---- Field access for builders
+
+void objects::setNamespace(AbstractDefinition& definition, const TnSmartPtr<const PropertyNamespace>& ns) {
+  objects::assignIfChanged(definition.impl().ns, ns, definition.impl().state);
+}
+void objects::setNamespace(PropertySet& set, const TnSmartPtr<const PropertyNamespace>& ns) {
+  objects::assignIfChanged(set.impl().ns, ns, set.impl().state);
 }
 
 }  // namespace tarnlib

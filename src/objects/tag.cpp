@@ -1,6 +1,7 @@
 #include "tarnlib/tag.h"
 
 #include "objects/class_support.h"
+#include "objects/field_access.h"
 
 namespace tarnlib {
 
@@ -32,6 +33,10 @@ const access::Mapping& objects::tagMapping() {
   static const access::Mapping& sealed =
       mapping.table("tarnlib_Tag").field(TARNLIB_FIELD(Tag, OdString, "name", name)).seal();
   return sealed;
+}
+
+void objects::setTagName(Tag& tag, const OdString& name) {
+  objects::assignIfChanged(tag.impl().name, name, tag.impl().state);
 }
 
 }  // namespace tarnlib

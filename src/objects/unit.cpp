@@ -10,6 +10,7 @@
 #include "core/transaction_impl.h"
 #include "db/error.h"
 #include "objects/class_support.h"
+#include "objects/field_access.h"
 #include "tarnlib/asset.h"
 #include "tarnlib/composition.h"
 #include "tarnlib/custom_property.h"
@@ -453,6 +454,29 @@ bool Library::removeColumnUnit(const OdString& table, const OdString& column) {
     stmt->bind(0, table).bind(1, column);
     return stmt->exec() > 0;
   });
+}
+
+// ---- Field access for builders
+
+namespace {
+
+short Measure::Impl::*const kExponents[objects::kMeasureExponents] = {
+    &Measure::Impl::length,           &Measure::Impl::mass,
+    &Measure::Impl::time,             &Measure::Impl::thermodynamic_temperature,
+    &Measure::Impl::electric_current, &Measure::Impl::luminous_intensity,
+    &Measure::Impl::amount_of_substance};
+
+}  // namespace
+
+void objects::setMeasureExponent(Measure& measure, int index, short value) {
+  objects::assignIfChanged(measure.impl().*kExponents[index], value, measure.impl().state);
+}
+short objects::measureExponent(const Measure& measure, int index) { return measure.impl().*kExponents[index]; }
+void objects::setUnitScale(Unit& unit, double scale) {
+  objects::assignIfChanged(unit.impl().scale, scale, unit.impl().state);
+}
+void objects::setUnitMeasure(Unit& unit, const TnSmartPtr<const Measure>& measure) {
+  objects::assignIfChanged(unit.impl().measure, measure, unit.impl().state);
 }
 
 }  // namespace tarnlib
