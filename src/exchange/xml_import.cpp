@@ -210,6 +210,10 @@ class Importer final : public Reader {
     TnSmartPtr<Object> object;
     if (!build(type, element, object)) return;
     if (object->id() != 0) return;  // the same object as an owned copy saved before
+    if (type.sameAs) {
+      for (const auto& candidate : byName(type.type, type.name(*object)))
+        if (type.sameAs(*object, *candidate)) return;
+    }
     IdMapping mapping(&library_);
     try {
       TnSmartPtr<Object> stored = access::saveObject(library_, *object, mapping);

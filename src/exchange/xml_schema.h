@@ -84,6 +84,10 @@ struct XmlType {
   // The name alone is the type's unique key: an owned copy of an object that
   // the document also defines is that object.
   bool nameIsKey = false;
+  // For a type whose unique key may hold a NULL (and so never collides): whether
+  // a new object is the same as a stored one of its name. The import then
+  // uses the stored one instead of adding a twin.
+  bool (*sameAs)(const Object& built, const Object& stored) = nullptr;
 };
 
 // Every type of the format in the order of the document's groups.

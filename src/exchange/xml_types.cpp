@@ -833,10 +833,18 @@ XmlType composition() {
 
 XmlType profileName() {
   using C = ProfileName;
-  return {ObjectType::ProfileName, "profilename",
-          {reference<C>("standard", ObjectType::ProfileStandard, &C::standard, &C::set_standard),
-           text<C>("name", &C::name, &C::set_name, kRequired), value<C>("type", &C::type, &C::set_type)},
-          &objectName<C>};
+  XmlType type{ObjectType::ProfileName, "profilename",
+               {reference<C>("standard", ObjectType::ProfileStandard, &C::standard, &C::set_standard),
+                text<C>("name", &C::name, &C::set_name, kRequired), value<C>("type", &C::type, &C::set_type)},
+               &objectName<C>};
+  // Outside any standard the unique key holds a NULL, which never collides:
+  // such a name is the same as a stored one of equal name and type.
+  type.sameAs = [](const Object& built, const Object& stored) {
+    const C& a = as<C>(built);
+    const C& b = as<C>(stored);
+    return !a.standard() && !b.standard() && a.type() == b.type();
+  };
+  return type;
 }
 
 std::vector<XmlField> profileCommon() {
@@ -879,8 +887,7 @@ XmlType measure() {
 XmlType unit() {
   using C = Unit;
   return {ObjectType::Unit, "unit",
-          {nillableText<C>("name", &C::has_name, &C::name, &C::set_name,
-                           [](C& u) { u.set_name(OdString()); }),
+          {nillableText<C>("name", &C::has_name, &C::name, &C::set_name, &objects::clearUnitName),
            text<C>("label", &C::label, &C::set_label),
            value<C>("scale", &C::scale, &objects::setUnitScale, kRequired),
            reference<C>("measure", ObjectType::Measure, &C::measure, &objects::setUnitMeasure, kRequired)},

@@ -18,6 +18,7 @@ short measureExponent(const Measure& measure, int index);
 
 void setUnitScale(Unit& unit, double scale);
 void setUnitMeasure(Unit& unit, const TnSmartPtr<const Measure>& measure);
+void clearUnitName(Unit& unit);
 
 void setNamespace(AbstractDefinition& definition, const TnSmartPtr<const PropertyNamespace>& ns);
 void setNamespace(PropertySet& set, const TnSmartPtr<const PropertyNamespace>& ns);

@@ -475,6 +475,11 @@ short objects::measureExponent(const Measure& measure, int index) { return measu
 void objects::setUnitScale(Unit& unit, double scale) {
   objects::assignIfChanged(unit.impl().scale, scale, unit.impl().state);
 }
+void objects::clearUnitName(Unit& unit) {
+  if (!unit.impl().name) return;
+  unit.impl().name.reset();
+  unit.impl().state.dirty = true;
+}
 void objects::setUnitMeasure(Unit& unit, const TnSmartPtr<const Measure>& measure) {
   objects::assignIfChanged(unit.impl().measure, measure, unit.impl().state);
 }
