@@ -5,6 +5,7 @@
 
 #include <cfloat>
 #include <cstring>
+#include <random>
 #include <regex>
 #include <sstream>
 
@@ -430,6 +431,47 @@ TEST_F(LibraryTest, HostileDocumentsGiveMessagesNotCrashesOrHalfSavedObjects) {
   EXPECT_EQ(library->count<Measure>(), 0u);
   EXPECT_EQ(library->count<Profile>(), 0u);
   EXPECT_EQ(library->count<Unit>(), 0u);
+}
+
+// Damaged copies of a full document (values, names, nesting, references and
+// nil marks changed at random): the import ends with messages or one of its
+// two exceptions, and what it kept exports again.
+TEST_F(LibraryTest, MutatedDocumentsNeverCrashTheImport) {
+  fillEveryType(*library);
+  pugi::xml_document original;
+  ASSERT_TRUE(original.load_string(exported(*library).c_str()));
+  const char* const values[] = {"", "nan", "-1", "1e999", "99999999999", "abc", "true", "\xff\xfe",
+                                "&<>", "0", "{\"x\":", "\xed\xa0\x80"};
+  std::mt19937 random(20261123);
+  for (int round = 0; round < 120; ++round) {
+    pugi::xml_document doc;
+    doc.reset(original);
+    std::vector<pugi::xml_node> nodes;
+    for (const pugi::xpath_node& n : doc.select_nodes("//*")) nodes.push_back(n.node());
+    for (int edit = 0; edit < 1 + round % 5; ++edit) {
+      pugi::xml_node node = nodes[random() % nodes.size()];
+      if (!node.parent() || node == doc.document_element()) continue;
+      const char* value = values[random() % (sizeof values / sizeof *values)];
+      switch (random() % 5) {
+        case 0: node.text().set(value); break;
+        case 1: node.append_attribute("xsi:nil").set_value("true"); break;
+        case 2: node.attribute("name") ? node.attribute("name").set_value(value)
+                                       : node.append_attribute("id").set_value(value); break;
+        case 3: nodes[random() % nodes.size()].append_copy(node); break;
+        default: node.set_name(nodes[random() % nodes.size()].name()); break;
+      }
+    }
+    auto target = Library::create(dir.odFile("mutated" + std::to_string(round)), LibraryUnit::Millimeter);
+    pugi::xml_node root = doc.document_element();
+    try {
+      target->importFromXml(root, Library::ImportOptions());
+    } catch (const ReadError&) {
+    } catch (const KeyError&) {
+    } catch (const Exception& e) {
+      ADD_FAILURE() << "round " << round << ": " << OdString(e.what()).toUtf8();
+    }
+    EXPECT_FALSE(exported(*target).empty());
+  }
 }
 
 TEST_F(LibraryTest, ImportIntoAReadOnlyLibraryThrowsBeforeReading) {

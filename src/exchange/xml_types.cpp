@@ -2,6 +2,7 @@
 // children in the order written, which may be nil and which are required.
 // The field builders at the top turn an accessor pair into a writer and a
 // reader of one child.
+#include <cmath>
 #include <functional>
 #include <type_traits>
 #include <unordered_map>
@@ -180,16 +181,17 @@ XmlField nillableText(const char* name, Has has, Get get, Set set, Clear clear) 
   return f;
 }
 
-// A number, boolean or enumeration, always written.
+// A number, boolean or enumeration, always written. `valid` refuses values
+// that parse but that the type cannot hold.
 template <class C, class Get, class Set>
-XmlField value(const char* name, Get get, Set set, Need need = kOptional) {
+XmlField value(const char* name, Get get, Set set, Need need = kOptional, bool (*valid)(double) = nullptr) {
   using V = std::decay_t<std::invoke_result_t<Get, const C&>>;
   XmlField f;
   f.name = name;
   f.write = [name, get](const Object& o, pugi::xml_node e, Writer&) {
     formatChild(e.append_child(name), std::invoke(get, as<C>(o)));
   };
-  f.read = [name, set, need](Object& o, pugi::xml_node e, Reader& r) {
+  f.read = [name, set, need, valid](Object& o, pugi::xml_node e, Reader& r) {
     pugi::xml_node child = e.child(name);
     if (!child) {
       if (need == kRequired) r.missing(e, name);
@@ -197,6 +199,12 @@ XmlField value(const char* name, Get get, Set set, Need need = kOptional) {
     }
     V v{};
     if (!parseChild(r, child, name, v)) return false;
+    if constexpr (std::is_arithmetic_v<V>) {
+      if (valid && !valid(static_cast<double>(v))) {
+        r.invalid(child, name, child.text().get());
+        return false;
+      }
+    }
     std::invoke(set, as<C>(o), v);
     return true;
   };
@@ -686,6 +694,10 @@ std::vector<XmlField> dimensions(const objects::Shape& shape) {
       }
       double v = 0.0;
       if (!parseChild(r, child, name, v)) return false;
+      if (!std::isfinite(v)) {
+        r.invalid(child, name, child.text().get());
+        return false;
+      }
       p.dimensions[i] = v;
       p.present[i] = true;
       return true;
@@ -889,7 +901,8 @@ XmlType unit() {
   return {ObjectType::Unit, "unit",
           {nillableText<C>("name", &C::has_name, &C::name, &C::set_name, &objects::clearUnitName),
            text<C>("label", &C::label, &C::set_label),
-           value<C>("scale", &C::scale, &objects::setUnitScale, kRequired),
+           value<C>("scale", &C::scale, &objects::setUnitScale, kRequired,
+                    [](double v) { return std::isfinite(v) && v > 0; }),
            reference<C>("measure", ObjectType::Measure, &C::measure, &objects::setUnitMeasure, kRequired)},
           &objectName<C>};
 }
