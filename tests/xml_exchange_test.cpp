@@ -285,6 +285,35 @@ TEST_F(LibraryTest, ByIdExportImportedIntoItsOwnLibraryChangesNothing) {
   EXPECT_EQ(text(), before);
 }
 
+TEST_F(LibraryTest, ADocumentFromAnInchLibraryArrivesInMillimetres) {
+  auto inch = Library::create(dir.odFile("inch"), LibraryUnit::Inch);
+  auto wall = Composition::create(L"W");
+  wall->append_ply(Composition::Ply(Material::create(L"Brick", nullptr), MaterialFunction::None, 4.0));
+  inch->save(wall);
+  auto tube = CircleProfile::create(ProfileName::create(L"Round"), L"2in");
+  tube->set_radius(1.0);
+  inch->save(tube);
+  auto physical = PhysicalAsset::create(L"P");
+  physical->set_density(2400.0);
+  auto brick = inch->get<Material>(NameKey(L"Brick"));
+  brick->set_physical_asset(physical);
+  inch->save(brick);
+  pugi::xml_document doc;
+  pugi::xml_node root = doc.append_child("tarnlibrary");
+  Library::ExportOptions options;
+  options.referencesByName = true;
+  options.exportMeta = true;
+  inch->exportToXml(root, options);
+  library->importFromXml(root, Library::ImportOptions());
+  EXPECT_DOUBLE_EQ(library->get<Composition>(NameKey(L"W"))->ply(0).thickness, 101.6);
+  std::vector<TnSmartPtr<CircleProfile>> tubes;
+  library->get<CircleProfile>(tubes);
+  ASSERT_EQ(tubes.size(), 1u);
+  EXPECT_DOUBLE_EQ(tubes[0]->radius(), 25.4);
+  // Material data keeps its own units.
+  EXPECT_EQ(library->get<Material>(NameKey(L"Brick"))->physical_asset()->density(), 2400.0);
+}
+
 TEST_F(LibraryTest, ImportResolvesReferencesToElementsLaterInTheDocument) {
   // Plies refer to a material defined after them; both compositions share it.
   const auto messages = importText(*library, R"(<tarnlibrary>

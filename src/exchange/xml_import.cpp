@@ -22,6 +22,7 @@
 #include "exchange/xml_schema.h"
 #include "tarnlib/exceptions.h"
 #include "tarnlib/library.h"
+#include "tarnlib/unit.h"
 
 namespace tarnlib {
 
@@ -77,6 +78,7 @@ class Importer final : public Reader {
       : library_(library), types_(types), options_(options) {}
 
   void run(pugi::xml_node root) {
+    lengthFactor_ = documentLengthFactor(root);
     std::vector<std::pair<std::size_t, pugi::xml_node>> order;
     std::size_t total = 0;
     for (pugi::xml_node child : root.children()) {
@@ -180,14 +182,30 @@ class Importer final : public Reader {
     out = access::mappingOf(type.type).create();
     bool ok = true;
     for (const XmlField& field : type.fields) ok = field.read(*out, element, *this) && ok;
-    if (!ok) out = nullptr;
-    return ok;
+    if (!ok) {
+      out = nullptr;
+      return false;
+    }
+    if (lengthFactor_ != 1.0)
+      if (auto convert = access::mappingOf(type.type).lengthConversion()) convert(*out, lengthFactor_);
+    return true;
   }
 
   const std::map<ObjectType, std::size_t>& counts() const { return counts_; }
 
  private:
   static std::size_t groupIndex(const XmlType& type) { return static_cast<std::size_t>(&type - xmlTypes().data()); }
+
+  // A document from a library of the other length system carries its lengths
+  // in that system; the objects take this library's, as a copy would.
+  double documentLengthFactor(pugi::xml_node root) const {
+    const char* unit = root.child("meta").child_value("unit");
+    LibraryUnit from;
+    if (std::strcmp(unit, "Inch") == 0) from = LibraryUnit::Inch;
+    else if (std::strcmp(unit, "Millimeter") == 0) from = LibraryUnit::Millimeter;
+    else return 1.0;
+    return lengthFactor(from, library_.unit());
+  }
 
   bool accepted(ObjectType type) const {
     if (types_.count(type)) return true;
@@ -277,6 +295,7 @@ class Importer final : public Reader {
   std::set<const Object*> definedHere_;
   std::vector<TnSmartPtr<Object>> keep_;  // keeps definedHere_'s objects alive
   std::map<ObjectType, std::size_t> counts_;
+  double lengthFactor_ = 1.0;
 };
 
 const std::set<ObjectType>& allTypes() {
