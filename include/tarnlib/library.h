@@ -216,6 +216,69 @@ class TARNLIB_EXPORT Library : public std::enable_shared_from_this<Library> {
   void purge(RemoveResults& results);
   void purge(const std::set<ObjectType>& types, RemoveResults& results);
 
+  // ---- Copy and sync between libraries. Objects are matched through the
+  // IdMapping (each source object is brought over once per mapping); an
+  // object from a library of the other length system has its lengths
+  // converted. Copying from an empty source or from this library does nothing.
+
+  // How a copy is wrapped.
+  enum TransactionType : std::int32_t {
+    // One transaction for the whole call: all or nothing. A failure rolls back
+    // every object of the call and propagates.
+    kOneTransaction = 0,
+    // One savepoint per object: an object that fails (not unique, a reference
+    // missing) is rolled back alone, left out and reported in the results;
+    // the others are kept.
+    kPerObject = 1,
+  };
+
+  // What became of one source object.
+  struct CopyResult {
+    enum Code {
+      kAdded = 0,    // a new object of this library
+      kReused = 1,   // the counterpart was already here; nothing was written
+      kLeftOut = 2,  // failed and was rolled back (kPerObject), or its mapped counterpart is gone
+    };
+    Code code = kAdded;
+    std::uint32_t id = 0;  // the counterpart in this library; 0 when left out
+    OdString reason;       // why it was left out
+  };
+  // Keyed by the source object.
+  using CopyResults = std::map<ObjectKey, CopyResult>;
+
+  template <class T>
+  void copy(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids, IdMapping& mapping,
+            TransactionType transactionType = kOneTransaction);
+  template <class T>
+  void copy(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids,
+            TransactionType transactionType = kOneTransaction);
+  template <class T>
+  void copyAll(const std::shared_ptr<const Library>& source, IdMapping& mapping,
+               TransactionType transactionType = kOneTransaction);
+  template <class T>
+  void copyAll(const std::shared_ptr<const Library>& source, TransactionType transactionType = kOneTransaction);
+  // The same, telling what became of each source object of the call.
+  template <class T>
+  void copy(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids, IdMapping& mapping,
+            TransactionType transactionType, CopyResults& results);
+  template <class T>
+  void copyAll(const std::shared_ptr<const Library>& source, IdMapping& mapping, TransactionType transactionType,
+               CopyResults& results);
+
+  // Brings the materials, then the compositions, of this library up to date
+  // with those of `source`, matched by name (`renames` maps a source name to
+  // the name here): a missing one is added, a differing one updated in place
+  // (it keeps its GUIDs). `ids` restricts the source objects of both types.
+  // Each synced object is listed in `report` and as a "material" or
+  // "composition" element with its "name" under `reportNode`, when given.
+  void sync(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids,
+            const std::map<OdString, OdString>& renames, OdString* report, pugi::xml_node* reportNode);
+  void syncAll(const std::shared_ptr<const Library>& source, const std::map<OdString, OdString>& renames,
+               OdString* report, pugi::xml_node* reportNode);
+  // One type (Material or Composition), no renames, no reports.
+  template <class T> void sync(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids);
+  template <class T> void syncAll(const std::shared_ptr<const Library>& source);
+
   // ---- XML exchange. The host owns the document; the export fills `root`,
   // the import reads it. See xml_exchange.h for the messages.
 

@@ -5,6 +5,7 @@
 #define TARNLIB_ACCESS_LIBRARY_TEMPLATES_H_
 
 #include "access/operations.h"
+#include "exchange/copy.h"
 #include "tarnlib/library.h"
 
 namespace tarnlib {
@@ -129,6 +130,43 @@ void Library::purge(RemoveResults& results) {
   access::purgeTypes(*this, {ObjectTraits<T>::type}, results);
 }
 
+template <class T>
+void Library::copy(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids, IdMapping& mapping,
+                   TransactionType transactionType) {
+  exchange::copyObjects(*this, ObjectTraits<T>::type, source, &ids, mapping, transactionType, nullptr);
+}
+
+template <class T>
+void Library::copy(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids,
+                   TransactionType transactionType) {
+  IdMapping mapping(this);
+  copy<T>(source, ids, mapping, transactionType);
+}
+
+template <class T>
+void Library::copyAll(const std::shared_ptr<const Library>& source, IdMapping& mapping,
+                      TransactionType transactionType) {
+  exchange::copyObjects(*this, ObjectTraits<T>::type, source, nullptr, mapping, transactionType, nullptr);
+}
+
+template <class T>
+void Library::copyAll(const std::shared_ptr<const Library>& source, TransactionType transactionType) {
+  IdMapping mapping(this);
+  copyAll<T>(source, mapping, transactionType);
+}
+
+template <class T>
+void Library::copy(const std::shared_ptr<const Library>& source, const std::set<unsigned>& ids, IdMapping& mapping,
+                   TransactionType transactionType, CopyResults& results) {
+  exchange::copyObjects(*this, ObjectTraits<T>::type, source, &ids, mapping, transactionType, &results);
+}
+
+template <class T>
+void Library::copyAll(const std::shared_ptr<const Library>& source, IdMapping& mapping,
+                      TransactionType transactionType, CopyResults& results) {
+  exchange::copyObjects(*this, ObjectTraits<T>::type, source, nullptr, mapping, transactionType, &results);
+}
+
 }  // namespace tarnlib
 
 // Every typed operation for one class.
@@ -150,7 +188,17 @@ void Library::purge(RemoveResults& results) {
   template void Library::remove<T>(const std::set<std::uint32_t>&);                                  \
   template void Library::remove<T>(const std::set<std::uint32_t>&, RemoveResults&);                  \
   template void Library::purge<T>();                                                                 \
-  template void Library::purge<T>(RemoveResults&)
+  template void Library::purge<T>(RemoveResults&);                                                   \
+  template void Library::copy<T>(const std::shared_ptr<const Library>&, const std::set<unsigned>&,    \
+                                 IdMapping&, TransactionType);                                        \
+  template void Library::copy<T>(const std::shared_ptr<const Library>&, const std::set<unsigned>&,    \
+                                 TransactionType);                                                    \
+  template void Library::copyAll<T>(const std::shared_ptr<const Library>&, IdMapping&, TransactionType); \
+  template void Library::copyAll<T>(const std::shared_ptr<const Library>&, TransactionType);          \
+  template void Library::copy<T>(const std::shared_ptr<const Library>&, const std::set<unsigned>&,    \
+                                 IdMapping&, TransactionType, CopyResults&);                          \
+  template void Library::copyAll<T>(const std::shared_ptr<const Library>&, IdMapping&, TransactionType, \
+                                    CopyResults&)
 
 // get and exists by one key type.
 #define TARNLIB_INSTANTIATE_KEY_LOOKUP(T, Key)                                                       \

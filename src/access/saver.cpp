@@ -7,6 +7,7 @@
 #include "access/object_access.h"
 #include "db/error.h"
 #include "tarnlib/exceptions.h"
+#include "tarnlib/unit.h"
 
 namespace tarnlib::detail {
 
@@ -148,6 +149,9 @@ TnSmartPtr<Object> Saver::save(const Object& object) {
   TnSmartPtr<Object> target = foreign ? detail::ObjectAccess::clone(object)
                                       : TnSmartPtr<Object>(const_cast<Object*>(&object));
   if (!target) return target;
+  // A copy from a library of the other length system takes this one's lengths.
+  if (foreign && src->unit() != library_->unit())
+    if (auto convert = mapping.lengthConversion()) convert(*target, lengthFactor(src->unit(), library_->unit()));
   if (target->isDirty() || stateOf(*target).id == 0) {
     const Outcome outcome = write(*target, mapping);
     record(key, IdMapping::Value{target->id(), static_cast<std::int32_t>(outcome)});
