@@ -867,7 +867,7 @@ std::vector<XmlField> profileCommon() {
                guids<C>()});
 }
 
-OdString profileName(const Object& o) {
+OdString profileLabel(const Object& o) {
   const Profile& p = as<Profile>(o);
   return p.name() ? p.name()->name() + L" " + p.size() : p.size();
 }
@@ -876,11 +876,11 @@ XmlType customProfile() {
   using C = CustomProfile;
   // The outline text travels too, so that a custom profile survives the trip.
   return {ObjectType::CustomProfile, "customprofile",
-          join({profileCommon(), {text<C>("geometry", &C::geometry, &C::set_geometry)}}), &profileName};
+          join({profileCommon(), {text<C>("geometry", &C::geometry, &C::set_geometry)}}), &profileLabel};
 }
 
 XmlType shapeType(ObjectType type, const char* element) {
-  return {type, element, join({profileCommon(), dimensions(*objects::shapeOf(type))}), &profileName};
+  return {type, element, join({profileCommon(), dimensions(*objects::shapeOf(type))}), &profileLabel};
 }
 
 XmlType measure() {
