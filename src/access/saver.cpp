@@ -360,29 +360,34 @@ std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
 }
 
 void Saver::remember(Object& object) {
+  if (tx_.transientObjects) return;
   tx_.undo.push([object = TnSmartPtr<Object>(&object), state = stateOf(object)]() mutable {
     stateOf(*object) = std::move(state);
   });
 }
 
 void Saver::repoint(Object& owner, const RefSlot& slot, Object* target) {
-  // The owner is kept alive with the slot inside it.
-  tx_.undo.push([owner = TnSmartPtr<Object>(&owner), slot,
-                 previous = TnSmartPtr<Object>(const_cast<Object*>(slot.target()))] {
-    slot.assign(previous.get());
-  });
+  if (!tx_.transientObjects) {
+    // The owner is kept alive with the slot inside it.
+    tx_.undo.push([owner = TnSmartPtr<Object>(&owner), slot,
+                   previous = TnSmartPtr<Object>(const_cast<Object*>(slot.target()))] {
+      slot.assign(previous.get());
+    });
+  }
   slot.assign(target);
 }
 
 void Saver::record(const IdMapping::Key& key, const IdMapping::Value& value) {
-  IdMapping::Value previous;
-  const bool present = mapping_.compute(key, previous);
-  tx_.undo.push([self = detail::IdMappingAccess::self(mapping_), key, present, previous] {
-    IdMapping* mapping = *self;
-    if (!mapping) return;  // gone before the transaction ended
-    if (present) mapping->assign(key, previous);
-    else mapping->remove(key);
-  });
+  if (!tx_.transientObjects) {
+    IdMapping::Value previous;
+    const bool present = mapping_.compute(key, previous);
+    tx_.undo.push([self = detail::IdMappingAccess::self(mapping_), key, present, previous] {
+      IdMapping* mapping = *self;
+      if (!mapping) return;  // gone before the transaction ended
+      if (present) mapping->assign(key, previous);
+      else mapping->remove(key);
+    });
+  }
   mapping_.assign(key, value);
 }
 

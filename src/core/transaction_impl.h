@@ -46,6 +46,11 @@ class Transaction::Impl {
   // Set while an operation runs inside the caller's transaction rather than its
   // own: a failing write then undoes its own part through a savepoint.
   bool joinedScope = false;
+  // Set while an operation saves objects of its own making that nobody else
+  // holds (an XML import): their state in memory needs no putting back, so
+  // the undo log does not keep them, which would hold every one of them
+  // until the end of the transaction.
+  bool transientObjects = false;
   std::set<ObjectKey> touched;
   // Put back when this transaction rolls back, whoever rolls it back: the
   // scope's retry, a failed commit, the host's rollback or destructor.

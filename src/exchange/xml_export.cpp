@@ -48,17 +48,20 @@ class Exporter final : public Writer {
     if (!element.first_child() && !element.first_attribute()) element.parent().remove_child(element);
   }
 
-  void write(pugi::xml_node root, const Groups& groups, std::uint64_t version) {
+  // Releases each object once written: the memory goes back to the tree as
+  // it grows instead of all at the end.
+  void write(pugi::xml_node root, Groups& groups, std::uint64_t version) {
     frame(root, version);
     std::size_t total = 0;
     for (const auto& group : groups) total += group.second.size();
     std::size_t done = 0;
-    for (const auto& [type, objects] : groups) {
-      for (const auto& object : objects) {
+    for (auto& [type, objects] : groups) {
+      for (auto& object : objects) {
         // Objects of a derived class fetched by a key of their base go under
         // their own element.
         const XmlType* own = xmlTypeOf(object->tarnlibType());
         content(root.append_child((own ? own : type)->element), *object);
+        object = nullptr;
         if (options_.progress && ++done % 1024 == 0) options_.progress(done, total);
       }
     }
@@ -114,7 +117,7 @@ Groups loadGroups(const Library& library, Pick pick) {
   return groups;
 }
 
-void exportGroups(const Library& library, pugi::xml_node root, const Groups& groups,
+void exportGroups(const Library& library, pugi::xml_node root, Groups groups,
                   const Library::ExportOptions& options) {
   Exporter exporter(options);
   exporter.write(root, groups, library.version());
@@ -140,20 +143,20 @@ bool listed(ObjectType type, const std::set<ObjectType>& types) {
 }  // namespace exchange
 
 void Library::exportToXml(pugi::xml_node& root, const ExportOptions& options) const {
-  const auto groups = exchange::loadGroups(*this, [](ObjectType, access::Selection& s, bool&) {
+  auto groups = exchange::loadGroups(*this, [](ObjectType, access::Selection& s, bool&) {
     s = access::Selection::all();
     return true;
   });
-  exchange::exportGroups(*this, root, groups, options);
+  exchange::exportGroups(*this, root, std::move(groups), options);
 }
 
 void Library::exportToXml(pugi::xml_node& root, const std::set<ObjectType>& types,
                           const ExportOptions& options) const {
-  const auto groups = exchange::loadGroups(*this, [&](ObjectType type, access::Selection& s, bool&) {
+  auto groups = exchange::loadGroups(*this, [&](ObjectType type, access::Selection& s, bool&) {
     s = access::Selection::all();
     return exchange::listed(type, types);
   });
-  exchange::exportGroups(*this, root, groups, options);
+  exchange::exportGroups(*this, root, std::move(groups), options);
 }
 
 void Library::exportToXml(pugi::xml_node& root, const std::set<ObjectKey>& keys,
@@ -161,14 +164,14 @@ void Library::exportToXml(pugi::xml_node& root, const std::set<ObjectKey>& keys,
   std::map<ObjectType, std::vector<std::uint32_t>> ids;
   for (const ObjectKey& key : keys)
     if (key.id != 0) ids[key.type].push_back(key.id);
-  const auto groups = exchange::loadGroups(*this, [&](ObjectType type, access::Selection& s, bool& exact) {
+  auto groups = exchange::loadGroups(*this, [&](ObjectType type, access::Selection& s, bool& exact) {
     auto found = ids.find(type);
     if (found == ids.end()) return false;
     s = access::Selection::of(found->second);
     exact = false;  // the keys name the objects; their class is what it is
     return true;
   });
-  exchange::exportGroups(*this, root, groups, options);
+  exchange::exportGroups(*this, root, std::move(groups), options);
 }
 
 }  // namespace tarnlib

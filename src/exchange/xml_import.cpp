@@ -17,6 +17,7 @@
 #include <unordered_map>
 
 #include "access/mapping.h"
+#include "access/object_access.h"
 #include "access/operations.h"
 #include "core/transaction_impl.h"
 #include "exchange/xml_schema.h"
@@ -157,7 +158,7 @@ class Importer final : public Reader {
       // defined, else take the first and say so.
       std::vector<TnSmartPtr<Object>> defined;
       for (const auto& c : candidates)
-        if (definedHere_.count(c.get())) defined.push_back(c);
+        if (definedHere_.count(ObjectKey(c->tarnlibType(), c->id()))) defined.push_back(c);
       if (defined.size() == 1) {
         out = defined.front();
       } else {
@@ -175,7 +176,7 @@ class Importer final : public Reader {
     if (type.nameIsKey) {
       auto found = stored_.find(NameKey(type.type, elementName(type, element)));
       if (found != stored_.end()) {
-        out = found->second;
+        out = storedHandle(type.type, found->second);
         return true;
       }
     }
@@ -252,10 +253,22 @@ class Importer final : public Reader {
     report(element, OdString(L"Could not save '") + OdString(element.name()) + L"': " + e.what());
   }
 
+  // Only keys are kept of what was saved: holding the objects would keep the
+  // whole document's objects in memory to the end.
   void remember(const XmlType& type, const TnSmartPtr<Object>& stored) {
-    definedHere_.insert(stored.get());
-    if (type.nameIsKey) stored_.emplace(NameKey(type.type, type.name(*stored)), stored);
-    keep_.push_back(stored);
+    definedHere_.insert(ObjectKey(stored->tarnlibType(), stored->id()));
+    if (type.nameIsKey) stored_.emplace(NameKey(type.type, type.name(*stored)), stored->id());
+  }
+
+  // An object of this library known by its id: what an owner's save reads of
+  // an owned object that is already stored, and nothing more.
+  TnSmartPtr<Object> storedHandle(ObjectType type, std::uint32_t id) const {
+    TnSmartPtr<Object> handle = access::mappingOf(type).create();
+    ObjectState& state = detail::ObjectAccess::state(*handle);
+    state.id = id;
+    state.library = library_.shared_from_this();
+    state.dirty = false;
+    return handle;
   }
 
   // Lookups in the library, remembered: a catalogue refers to few types,
@@ -291,9 +304,8 @@ class Importer final : public Reader {
   std::vector<Message> messages_;
   std::map<ObjectKey, TnSmartPtr<Object>> idCache_;
   std::map<NameKey, std::vector<TnSmartPtr<Object>>> nameCache_;
-  std::map<NameKey, TnSmartPtr<Object>> stored_;  // saved by this import, types whose key is the name
-  std::set<const Object*> definedHere_;
-  std::vector<TnSmartPtr<Object>> keep_;  // keeps definedHere_'s objects alive
+  std::map<NameKey, std::uint32_t> stored_;  // saved by this import, types whose key is the name
+  std::set<ObjectKey> definedHere_;
   std::map<ObjectType, std::size_t> counts_;
   double lengthFactor_ = 1.0;
 };
@@ -318,7 +330,14 @@ void Library::importFromXml(pugi::xml_node& root, const ImportOptions& options) 
 void Library::importFromXml(pugi::xml_node& root, const std::set<ObjectType>& types,
                             const ImportOptions& options) {
   if (isReadOnly()) throw LibraryReadOnly();
-  inTransaction(*this, Access::Write, [&](Transaction::Impl&) {
+  inTransaction(*this, Access::Write, [&](Transaction::Impl& tx) {
+    // The objects saved here are the import's own; see transientObjects.
+    struct Transient {
+      Transaction::Impl& tx;
+      bool previous;
+      ~Transient() { tx.transientObjects = previous; }
+    } transient{tx, tx.transientObjects};
+    tx.transientObjects = true;
     // A retried attempt starts over with nothing remembered.
     exchange::Importer importer(*this, types, options);
     try {
