@@ -110,7 +110,7 @@ Groups loadGroups(const Library& library, Pick pick) {
         objects.erase(std::remove_if(objects.begin(), objects.end(),
                                      [&](const TnSmartPtr<Object>& o) { return o->tarnlibType() != type.type; }),
                       objects.end());
-      std::sort(objects.begin(), objects.end(), &byId);
+      if (!std::is_sorted(objects.begin(), objects.end(), &byId)) std::sort(objects.begin(), objects.end(), &byId);
       if (!objects.empty()) groups.emplace_back(&type, std::move(objects));
     }
   });

@@ -1,6 +1,7 @@
 #include "exchange/xml_schema.h"
 
 #include <cstring>
+#include <vector>
 
 namespace tarnlib::exchange {
 
@@ -41,9 +42,18 @@ bool childText(Reader& reader, pugi::xml_node child, const char* name, OdString&
 }
 
 const XmlType* xmlTypeOf(ObjectType type) {
-  for (const XmlType& t : xmlTypes())
-    if (t.type == type) return &t;
-  return nullptr;
+  // Asked for every object and every reference written: an array by type.
+  static const std::vector<const XmlType*> byType = [] {
+    std::vector<const XmlType*> table;
+    for (const XmlType& t : xmlTypes()) {
+      const auto index = static_cast<std::size_t>(t.type);
+      if (table.size() <= index) table.resize(index + 1);
+      table[index] = &t;
+    }
+    return table;
+  }();
+  const auto index = static_cast<std::size_t>(type);
+  return index < byType.size() ? byType[index] : nullptr;
 }
 
 const XmlType* xmlTypeNamed(const char* element) {
