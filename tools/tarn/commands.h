@@ -20,6 +20,8 @@ using Commands = std::map<const CLI::App*, std::function<void()>>;
 void addFileCommands(CLI::App& app, Commands& commands);
 // list, count, show, remove, purge
 void addObjectCommands(CLI::App& app, Commands& commands);
+// export, import
+void addXmlCommands(CLI::App& app, Commands& commands);
 // demo
 void addDemoCommand(CLI::App& app, Commands& commands);
 // units

@@ -20,6 +20,14 @@ class Failure : public std::runtime_error {
       : std::runtime_error(subject + ": " + reason) {}
 };
 
+// A command failed with a message that is complete as it is, such as a
+// diagnostic in the FILE:LINE:COLUMN form editors jump to: main prints it
+// without the "tarn: " prefix and exits with 2.
+class Diagnosed : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 // The command line asks for something that cannot be meant (an option that does
 // not apply to the type given): exit status 1, like a parse error.
 class UsageError : public std::runtime_error {

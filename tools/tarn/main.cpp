@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
   tarn::addFileCommands(app, commands);
   tarn::addObjectCommands(app, commands);
   tarn::addUnitsCommand(app, commands);
+  tarn::addXmlCommands(app, commands);
   tarn::addDemoCommand(app, commands);
 
   std::string topic;
@@ -97,6 +98,9 @@ int main(int argc, char** argv) {
     return 0;
   } catch (const tarn::UsageError& e) {
     return usageError(e.what());
+  } catch (const tarn::Diagnosed& e) {
+    std::cerr << e.what() << '\n';
+    return kFailed;
   } catch (const tarn::Failure& e) {
     return failed(e.what());
   } catch (const tarnlib::Exception& e) {
