@@ -1,13 +1,14 @@
 // tarn export and tarn import: a catalogue, some of its types or some of its
 // objects written as an XML document, and such a document read into a catalogue.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,8 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <pugixml.hpp>
@@ -265,7 +268,7 @@ void addExport(CLI::App& app, Commands& commands) {
 // ---- import
 
 struct Message {
-  int severity;
+  bool error;  // else a warning
   std::string text;
   std::ptrdiff_t offset;
 };
@@ -314,9 +317,8 @@ void addImport(CLI::App& app, Commands& commands) {
   cmd->add_flag("--strict", o->strict, "Keep nothing when an element cannot be read (exit status 2)");
   cmd->add_flag("--dry-run", o->dryRun, "Report what the import would do, and keep nothing");
   cmd->footer(
-      "Each problem is reported on stderr as IN:LINE:COLUMN: warning|error: TEXT; an element with an error "
-      "is "
-      "skipped. The objects imported are counted per type on stdout.");
+      "Each problem is reported on stderr as IN:LINE:COLUMN: warning|error: TEXT, and an element with an "
+      "error is skipped. The objects imported are counted per type on stdout.");
   commands[cmd] = [o] {
     const std::set<ObjectType> types = typesNamed(o->types);
     // The document is read whole before the catalogue is opened: one that is
@@ -341,14 +343,14 @@ void addImport(CLI::App& app, Commands& commands) {
       const pugi::xml_node unit = root.child("meta").child("unit");
       const std::string ours = library.unit() == tarnlib::LibraryUnit::Inch ? "Inch" : "Millimeter";
       if (unit && ours != unit.text().get())
-        messages.push_back({tarnlib::kMessageUnknownElement,
+        messages.push_back({false,
                             "the document's lengths are in " + printable(unit.text().get()) + ", " + o->file +
                                 "'s in " + ours + "; they are imported as they are, not converted",
                             unit.offset_debug()});
 
       Library::ImportOptions options;
       options.messageHandler = [&](int severity, const OdString& text, std::ptrdiff_t offset) {
-        messages.push_back({severity, printable(utf8(text)), offset});
+        messages.push_back({severity >= tarnlib::kMessageError, printable(utf8(text)), offset});
       };
       ProgressLine progress("importing");
       options.progress = progress.callback();
@@ -368,8 +370,8 @@ void addImport(CLI::App& app, Commands& commands) {
       }
       after = ownClassCounts(library);
       progress.clear();
-      const bool errors = std::any_of(messages.begin(), messages.end(),
-                                      [](const Message& m) { return m.severity >= tarnlib::kMessageError; });
+      const bool errors =
+          std::any_of(messages.begin(), messages.end(), [](const Message& m) { return m.error; });
       kept = !o->dryRun && !(o->strict && errors);
       if (kept)
         transaction.commit();
@@ -381,10 +383,9 @@ void addImport(CLI::App& app, Commands& commands) {
                      [](const Message& a, const Message& b) { return a.offset < b.offset; });
     std::size_t errors = 0;
     for (const Message& m : messages) {
-      const bool error = m.severity >= tarnlib::kMessageError;
-      errors += error ? 1 : 0;
+      errors += m.error ? 1 : 0;
       const std::string at = source.position(m.offset);
-      std::cerr << o->in << (at.empty() ? "" : ":" + at) << (error ? ": error: " : ": warning: ") << m.text
+      std::cerr << o->in << (at.empty() ? "" : ":" + at) << (m.error ? ": error: " : ": warning: ") << m.text
                 << '\n';
     }
     if (o->strict && errors > 0)
