@@ -130,6 +130,7 @@ void fillEveryType(Library& library) {
   library.save(custom);
 
   auto length = Measure::create(L"Length", 1, 0, 0, 0, 0, 0, 0);
+  library.save(Measure::create(L"Density", -3, 1, 0, 0, 0, 0, 0));
   auto metre = Unit::create(L"metre", L"m", 1.0, length);
   library.save(Unit::create(L"mm", 0.001, length));  // unnamed
   auto ns = PropertyNamespace::create(L"Pset", L"");
@@ -312,6 +313,22 @@ TEST_F(LibraryTest, ADocumentFromAnInchLibraryArrivesInMillimetres) {
   EXPECT_DOUBLE_EQ(tubes[0]->radius(), 25.4);
   // Material data keeps its own units.
   EXPECT_EQ(library->get<Material>(NameKey(L"Brick"))->physical_asset()->density(), 2400.0);
+}
+
+TEST_F(LibraryTest, AProfileNameThatTwoStandardsShareIsReportedAndTheDocumentsOwnPreferred) {
+  for (const wchar_t* standard : {L"A", L"B"}) {
+    auto profile = IShapeProfile::create(ProfileName::create(ProfileStandard::create(standard), L"IPE"),
+                                         OdString(standard) + L" 80");
+    store(profile);
+  }
+  const std::string document = exported(*library);
+  auto copy = Library::create(dir.odFile("copy"), LibraryUnit::Millimeter);
+  const auto messages = importText(*copy, document);
+  ASSERT_EQ(messages.size(), 2u);  // one per profile: both names are the document's own
+  EXPECT_EQ(messages[0].text,
+            "Reference 'profilename' with name 'IPE' is ambiguous: 2 objects have that name; the one with id 1 "
+            "is taken");
+  EXPECT_EQ(copy->count<ProfileName>(), 2u);
 }
 
 TEST_F(LibraryTest, ImportResolvesReferencesToElementsLaterInTheDocument) {

@@ -257,6 +257,8 @@ class Importer final : public Reader {
   // whole document's objects in memory to the end.
   void remember(const XmlType& type, const TnSmartPtr<Object>& stored) {
     definedHere_.insert(ObjectKey(stored->tarnlibType(), stored->id()));
+    // A type whose name is not its key may now have one more of that name.
+    nameCache_.erase(NameKey(type.type, type.name(*stored)));
     if (type.nameIsKey) stored_.emplace(NameKey(type.type, type.name(*stored)), stored->id());
   }
 

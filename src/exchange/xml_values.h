@@ -40,10 +40,9 @@ template <class V, std::enable_if_t<std::is_integral_v<V> && !std::is_same_v<V, 
 bool parseValue(const char* text, V& out) {
   std::int64_t wide = 0;
   if (!parseValue(text, wide)) return false;
-  if (wide < static_cast<std::int64_t>(std::numeric_limits<V>::min()) ||
-      static_cast<std::uint64_t>(wide) > static_cast<std::uint64_t>(std::numeric_limits<V>::max()))
+  if (wide < static_cast<std::int64_t>(std::numeric_limits<V>::min())) return false;
+  if (wide > 0 && static_cast<std::uint64_t>(wide) > static_cast<std::uint64_t>(std::numeric_limits<V>::max()))
     return false;
-  if (wide < 0 && !std::is_signed_v<V>) return false;
   out = static_cast<V>(wide);
   return true;
 }

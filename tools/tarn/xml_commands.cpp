@@ -338,16 +338,6 @@ void addImport(CLI::App& app, Commands& commands) {
     std::map<ObjectType, std::size_t> before, after;
     bool kept = false;
     onFile(o->file, [&] {
-      // The import takes lengths as they are written, so a document in the
-      // other length unit would make every dimension 25.4 times off.
-      const pugi::xml_node unit = root.child("meta").child("unit");
-      const std::string ours = library.unit() == tarnlib::LibraryUnit::Inch ? "Inch" : "Millimeter";
-      if (unit && ours != unit.text().get())
-        messages.push_back({false,
-                            "the document's lengths are in " + printable(unit.text().get()) + ", " + o->file +
-                                "'s in " + ours + "; they are imported as they are, not converted",
-                            unit.offset_debug()});
-
       Library::ImportOptions options;
       options.messageHandler = [&](int severity, const OdString& text, std::ptrdiff_t offset) {
         messages.push_back({severity >= tarnlib::kMessageError, printable(utf8(text)), offset});
