@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pugixml.hpp>
 
+#include <cctype>
 #include <cfloat>
 #include <cstring>
 #include <random>
@@ -410,7 +411,13 @@ INSTANTIATE_TEST_SUITE_P(
         MessageCase{"custom property of another type",
                     "<material><name>M</name><custom_value><value name=\"Colour\">red</value></custom_value>"
                     "</material>",
-                    3, "Colour refers to custom property with incorrect object type", "value"}));
+                    3, "Colour refers to custom property with incorrect object type", "value"}),
+    [](const ::testing::TestParamInfo<MessageCase>& info) {
+      std::string name = info.param.what;
+      for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+      return name;
+    });
 
 TEST_F(LibraryTest, ImportReportsAnUnknownDefinitionOfAPropertySet) {
   const auto messages = importText(*library, R"(<tarnlibrary>
