@@ -65,6 +65,12 @@ struct SelectSql {
   }
 };
 
+// A kept statement text goes by its address; a condition assembled in
+// `scratch` by its text.
+db::StatementHandle prepareSelect(db::Connection& connection, const std::string& text, const std::string& scratch) {
+  return &text == &scratch ? connection.prepare(text) : connection.prepareKept(text);
+}
+
 // Binds an id list of more than one entry as the form ids() picks expects it.
 void bindIds(db::Statement& stmt, const std::vector<std::uint32_t>& ids) {
   if (ids.size() > kShortIdList || (std::is_sorted(ids.begin(), ids.end()) &&
@@ -283,7 +289,7 @@ void Loader::loadHierarchy(const Mapping& mapping, const Selection& selection, b
   std::string scratch;
   std::map<const Mapping*, std::vector<std::uint32_t>> byClass;
   {
-    auto stmt = connection_.prepare(readSql(mapping).kinds->text(selection, scratch));
+    auto stmt = prepareSelect(connection_, readSql(mapping).kinds->text(selection, scratch), scratch);
     bindSelection(*stmt, selection);
     while (stmt->step()) {
       const Mapping* concrete = mappingOfTypeId(stmt->utf8(1));
@@ -306,7 +312,7 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
   std::map<ObjectType, std::vector<PendingRef>> pending;
   std::vector<Object*> fresh;  // loaded by this call, in id order
   {
-    auto stmt = connection_.prepare(sql.rows->text(selection, scratch));
+    auto stmt = prepareSelect(connection_, sql.rows->text(selection, scratch), scratch);
     bindSelection(*stmt, selection);
     while (stmt->step()) {
       const std::uint32_t id = stmt->id(0);
@@ -346,7 +352,7 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
     const ContainerBinding* container = containers[c];
     const SelectSql& select = sql.containers[c];
     auto staging = container->staging();
-    auto stmt = connection_.prepare(everyRow ? select.all : select.ids(freshIds.size()));
+    auto stmt = connection_.prepareKept(everyRow ? select.all : select.ids(freshIds.size()));
     if (!everyRow) {
       if (freshIds.size() == 1) stmt->bind(0, freshIds.front());
       else bindIds(*stmt, freshIds);

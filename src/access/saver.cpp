@@ -250,7 +250,7 @@ void Saver::insert(Object& object, const Mapping& mapping) {
     for (std::size_t i = 0; i < chain.size(); ++i) {
       const TableBinding* t = chain[i];
       const bool root = i == 0;
-      auto stmt = connection.prepare(sql.insert[i]);
+      auto stmt = connection.prepareKept(sql.insert[i]);
       int param = 0;
       if (root) stmt->bindNull(param++);
       else stmt->bind(param++, id);
@@ -269,7 +269,7 @@ void Saver::insert(Object& object, const Mapping& mapping) {
     // take the root row out again (the rest goes by cascade) so that nothing
     // of this insert stays behind.
     if (id != 0) {
-      connection.prepare(sql.eraseRoot)->bind(0, id).exec();
+      connection.prepareKept(sql.eraseRoot)->bind(0, id).exec();
       if (!inserted_.empty() && inserted_.back().second == id) inserted_.pop_back();
     }
     stateOf(object).id = 0;
@@ -288,7 +288,7 @@ void Saver::update(Object& object, const Mapping& mapping) {
   const auto& chain = mapping.chain();
   for (std::size_t i = 0; i < chain.size(); ++i) {
     if (sql.update[i].empty()) continue;
-    auto stmt = connection.prepare(sql.update[i]);
+    auto stmt = connection.prepareKept(sql.update[i]);
     const int next = bindTable(*chain[i], object, *stmt, 0);
     stmt->bind(next, id);
     if (stmt->exec() == 0) db::fail(db::Condition::NotPersistent, "object not persistent");
@@ -296,7 +296,7 @@ void Saver::update(Object& object, const Mapping& mapping) {
   }
   if (!updated) {
     // No table with columns of its own: still the row must be there.
-    auto stmt = connection.prepare(sql.rootExists);
+    auto stmt = connection.prepareKept(sql.rootExists);
     stmt->bind(0, id);
     if (!stmt->step()) db::fail(db::Condition::NotPersistent, "object not persistent");
   }
@@ -309,8 +309,8 @@ void Saver::writeContainers(Object& object, const Mapping& mapping, bool replace
   const auto& containers = mapping.containers();
   for (std::size_t i = 0; i < containers.size(); ++i) {
     const ContainerBinding* c = containers[i];
-    if (replace) connection.prepare(sql.containerDelete[i])->bind(0, object.id()).exec();
-    auto insert = connection.prepare(sql.containerInsert[i]);
+    if (replace) connection.prepareKept(sql.containerDelete[i])->bind(0, object.id()).exec();
+    auto insert = connection.prepareKept(sql.containerInsert[i]);
     RowWriter writer(*insert, object.id(), c->ordered());
     c->write(object, writer);
   }
@@ -399,7 +399,7 @@ void Saver::eraseInsertedFrom(std::size_t first) noexcept {
   // Newest first: a row inserted later may refer to one inserted earlier.
   while (inserted_.size() > first) {
     try {
-      tx_.connection().prepare(*inserted_.back().first)->bind(0, inserted_.back().second).exec();
+      tx_.connection().prepareKept(*inserted_.back().first)->bind(0, inserted_.back().second).exec();
     } catch (...) {
       // Best effort; inside our own transaction its rollback takes the row.
     }

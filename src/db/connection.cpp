@@ -51,7 +51,20 @@ StatementHandle Connection::prepare(std::string_view sql) {
   if (it == cache_.end()) {
     it = cache_.emplace(std::string(sql), Cached{std::make_unique<Statement>(db_, sql), false}).first;
   }
-  Cached& cached = it->second;
+  return borrow(it->second, sql);
+}
+
+StatementHandle Connection::prepareKept(const std::string& sql) {
+  Cached*& cached = kept_[&sql];
+  if (!cached) {
+    auto it = cache_.find(sql);
+    if (it == cache_.end()) it = cache_.emplace(sql, Cached{std::make_unique<Statement>(db_, sql), false}).first;
+    cached = &it->second;
+  }
+  return borrow(*cached, sql);
+}
+
+StatementHandle Connection::borrow(Cached& cached, std::string_view sql) {
   if (cached.borrowed) {
     auto own = std::make_unique<Statement>(db_, sql);
     Statement* raw = own.get();

@@ -65,6 +65,10 @@ class Connection {
   void exec(const std::string& sql);
   // A statement of the cache, prepared on first use.
   StatementHandle prepare(std::string_view sql);
+  // The same for a text that is never freed nor changed (a mapping's kept
+  // statements): found by the text's address, without hashing the text on
+  // every call.
+  StatementHandle prepareKept(const std::string& sql);
   // A statement outside the cache, for texts that are run once.
   std::unique_ptr<Statement> prepareOnce(std::string_view sql);
 
@@ -82,7 +86,10 @@ class Connection {
     std::unique_ptr<Statement> stmt;
     bool borrowed = false;
   };
+  StatementHandle borrow(Cached& cached, std::string_view sql);
+
   std::unordered_map<std::string, Cached> cache_;  // nodes are stable: handles point into them
+  std::unordered_map<const std::string*, Cached*> kept_;
 };
 
 }  // namespace tarnlib::db
