@@ -1,6 +1,5 @@
 // tarn export and tarn import: a catalogue, some of its types or some of its
 // objects written as an XML document, and such a document read into a catalogue.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +24,7 @@
 
 #include "commands.h"
 #include "common.h"
+#include "output_file.h"
 #include "tarnlib/tarnlib.h"
 #include "types.h"
 #include "xml_source.h"
@@ -106,77 +106,6 @@ ObjectArgument parseObject(const std::string& text) {
   if (colon == std::string::npos) throw Failure(text, "not TYPE:ID (for instance Material:12)");
   return ObjectArgument{text, &typeNamed(text.substr(0, colon)), parseId(text.substr(colon + 1))};
 }
-
-// Writes to a file descriptor for pugixml, remembering the first error.
-class DescriptorWriter : public pugi::xml_writer {
- public:
-  explicit DescriptorWriter(int fd) : fd_(fd) {}
-  void write(const void* data, std::size_t size) override {
-    const char* bytes = static_cast<const char*>(data);
-    while (size > 0 && error_ == 0) {
-      const ssize_t n = ::write(fd_, bytes, size);
-      if (n < 0) {
-        if (errno != EINTR) error_ = errno;
-        continue;
-      }
-      bytes += n;
-      size -= static_cast<std::size_t>(n);
-    }
-  }
-  int error() const { return error_; }
-
- private:
-  int fd_;
-  int error_ = 0;
-};
-
-const char* const kIndent = "  ";
-
-// The document's file, written under a temporary name in the same folder and
-// renamed over the file only when complete, so that a failed export leaves no
-// half-written file and the file that was there stays as it was. The
-// temporary is made before the export, which tells at once when the folder
-// cannot be written.
-class OutputFile {
- public:
-  explicit OutputFile(const std::string& path) : path_(path) {
-    std::error_code ec;
-    if (fs::is_directory(fs::u8path(path), ec)) throw Failure(path, "is a folder");
-    const fs::path target = fs::u8path(path);
-    std::string pattern =
-        (target.parent_path() / ("." + target.filename().u8string() + ".tarn-XXXXXX")).u8string();
-    fd_ = ::mkstemp(pattern.data());
-    if (fd_ < 0) throw Failure(path, "cannot be written: " + std::string(std::strerror(errno)));
-    temporary_ = pattern;
-    // mkstemp makes the file private; the document gets the modes any new file gets.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(fd_, 0666 & ~mask);
-  }
-  ~OutputFile() {
-    if (fd_ >= 0) ::close(fd_);
-    if (!temporary_.empty()) ::unlink(temporary_.c_str());
-  }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-
-  void write(const pugi::xml_document& document) {
-    DescriptorWriter writer(fd_);
-    document.save(writer, kIndent, pugi::format_default, pugi::encoding_utf8);
-    int error = writer.error();
-    if (error == 0 && ::fsync(fd_) != 0) error = errno;
-    if (::close(fd_) != 0 && error == 0) error = errno;
-    fd_ = -1;
-    if (error == 0 && std::rename(temporary_.c_str(), path_.c_str()) != 0) error = errno;
-    if (error != 0) throw Failure(path_, "cannot be written: " + std::string(std::strerror(error)));
-    temporary_.clear();
-  }
-
- private:
-  std::string path_;
-  std::string temporary_;
-  int fd_ = -1;
-};
 
 void addExport(CLI::App& app, Commands& commands) {
   struct Options {
