@@ -471,7 +471,7 @@ Catalogue openCatalogue(const std::string& file, Access access) {
   if (where.memory) {
     if (!MemFs::instance().open(where.memoryName, false))
       throw Failure(file, "no such memory file (memory files last only while tarn runs)");
-    result.library_ = Library::open(memoryUrl(where.memoryName), gReadOnly);
+    result.library_ = Library::open(memoryUrl(where.memoryName), gReadOnly || access == Access::ReadOnly);
     if (!result.library_) throw Failure(file, "not a catalogue this version can open");
   } else {
     std::error_code ec;
@@ -500,7 +500,8 @@ Catalogue openCatalogue(const std::string& file, Access access) {
       // the -wal and -shm files any reader makes, so a reading command reads a
       // copy of it too.
       copied = examined.schema == Schema::Older ||
-               (access == Access::Read && header.wal && !writableWithFolder(file));
+               (access != Access::Write && header.wal &&
+                (access == Access::ReadOnly || !writableWithFolder(file)));
       if (copied) copyInto(*db, copy);
     }
     result.schema_ = examined.schema;
@@ -513,7 +514,7 @@ Catalogue openCatalogue(const std::string& file, Access access) {
                                                         std::to_string(examined.version) + " failed");
       if (library->isNew())
         throw Failure(file, "not a catalogue this version can convert (a legacy layout of unknown version)");
-      if (access == Access::Read) {
+      if (access != Access::Write) {
         result.library_ = std::move(library);
         result.copy_ = copy.release();
         return result;
@@ -521,7 +522,7 @@ Catalogue openCatalogue(const std::string& file, Access access) {
     }
     // Opening a current file writes nothing, so a reading command may open it
     // for writing too: isReadOnly() then tells what the file system allows.
-    result.library_ = Library::open(wide(file), gReadOnly);
+    result.library_ = Library::open(wide(file), gReadOnly || access == Access::ReadOnly);
     if (!result.library_) {
       if (access == Access::Write && examined.schema == Schema::Older)
         throw Failure(file, "could not be migrated in place; the file is unchanged");

@@ -26,6 +26,11 @@ namespace tarn {
 enum class Access {
   Read,   // never changes the file
   Write,  // may migrate the file, then writes to it
+  // Like Read, and the library itself is opened read-only, so that nothing done
+  // through it can write the file either: the catalogue a copy or sync reads
+  // from while it writes another. A file in WAL mode is read through a copy,
+  // since a read-only connection would leave its -wal and -shm files behind.
+  ReadOnly,
 };
 
 // What the file was before this opening.

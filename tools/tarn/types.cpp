@@ -184,6 +184,15 @@ void remove(Library& library, const std::set<std::uint32_t>& ids, Library::Remov
 }
 
 template <class T>
+void copy(Library& destination, const std::shared_ptr<const Library>& source, const std::set<unsigned>* ids,
+          tarnlib::IdMapping& mapping, Library::TransactionType transactionType, Library::CopyResults& results) {
+  if (ids)
+    destination.copy<T>(source, *ids, mapping, transactionType, results);
+  else
+    destination.copyAll<T>(source, mapping, transactionType, results);
+}
+
+template <class T>
 void fields(const tarnlib::Object& object, nlohmann::ordered_json& record) {
   describeFields(static_cast<const T&>(object), record);
 }
@@ -216,6 +225,7 @@ TypeEntry operations(const char* name) {
   e.count = &count<T>;
   e.get = &get<T>;
   e.remove = &remove<T>;
+  e.copy = &copy<T>;
   e.label = &label<T>;
   return e;
 }

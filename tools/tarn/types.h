@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -59,6 +60,11 @@ struct TypeEntry {
   ObjectPtr (*get)(const tarnlib::Library&, std::uint32_t id);
   void (*remove)(tarnlib::Library&, const std::set<std::uint32_t>& ids,
                  tarnlib::Library::RemoveResults& results);
+  // Copies into `destination` the objects of `source` with `ids`, or all of
+  // them when `ids` is null, with the library's copy of this class.
+  void (*copy)(tarnlib::Library& destination, const std::shared_ptr<const tarnlib::Library>& source,
+               const std::set<unsigned>* ids, tarnlib::IdMapping& mapping,
+               tarnlib::Library::TransactionType transactionType, tarnlib::Library::CopyResults& results);
   // Adds the object's fields to its record (describe.h); null for an abstract
   // root, whose objects are described by their own kind.
   void (*fields)(const tarnlib::Object&, nlohmann::ordered_json& record);
