@@ -22,6 +22,8 @@ void addFileCommands(CLI::App& app, Commands& commands);
 void addObjectCommands(CLI::App& app, Commands& commands);
 // export, import
 void addXmlCommands(CLI::App& app, Commands& commands);
+// copy, sync
+void addExchangeCommands(CLI::App& app, Commands& commands);
 // demo
 void addDemoCommand(CLI::App& app, Commands& commands);
 // units

@@ -54,6 +54,7 @@ int main(int argc, char** argv) {
   tarn::addObjectCommands(app, commands);
   tarn::addUnitsCommand(app, commands);
   tarn::addXmlCommands(app, commands);
+  tarn::addExchangeCommands(app, commands);
   tarn::addDemoCommand(app, commands);
 
   std::string topic;
