@@ -1,5 +1,6 @@
 #include "access/saver.h"
 
+#include <algorithm>
 #include <mutex>
 #include <unordered_map>
 
@@ -138,8 +139,16 @@ TnSmartPtr<Object> Saver::save(const Object& object) {
   if (foreign && source.id != 0) {
     IdMapping::Value value;
     if (mapping_.compute(key, value)) {
+      const ObjectKey here(object.tarnlibType(), value.id);
+      if (tx_.counterparts) {
+        auto known = tx_.counterparts->find(here);
+        if (known != tx_.counterparts->end()) return known->second;
+      }
       Loader loader(library_, tx_.connection());
-      if (auto stored = loader.loadOne(mapping, value.id)) return stored;
+      if (auto stored = loader.loadOne(mapping, value.id)) {
+        if (tx_.counterparts) tx_.counterparts->emplace(here, stored);
+        return stored;
+      }
     }
   }
 
@@ -149,6 +158,9 @@ TnSmartPtr<Object> Saver::save(const Object& object) {
   TnSmartPtr<Object> target = foreign ? detail::ObjectAccess::clone(object)
                                       : TnSmartPtr<Object>(const_cast<Object*>(&object));
   if (!target) return target;
+  // Inside a copy no copy is handed out: nobody but this save holds it. A
+  // plain save hands its copy to the caller, who must see it put back.
+  if (foreign && tx_.counterparts) ownCopies_.push_back(target.get());
   // A copy from a library of the other length system takes this one's lengths.
   if (foreign && src->unit() != library_->unit())
     if (auto convert = mapping.lengthConversion()) convert(*target, lengthFactor(src->unit(), library_->unit()));
@@ -158,8 +170,12 @@ TnSmartPtr<Object> Saver::save(const Object& object) {
     if (outcome == Outcome::Existing) {
       // Bound to an equal stored row, which keeps its content: hand out that
       // content, not the new object's fields as if they had been stored.
-      if (auto stored = Loader(library_, tx_.connection()).loadOne(mapping, target->id())) return stored;
+      if (auto stored = Loader(library_, tx_.connection()).loadOne(mapping, target->id())) {
+        if (foreign && tx_.counterparts) (*tx_.counterparts)[ObjectKey(stored->tarnlibType(), stored->id())] = stored;
+        return stored;
+      }
     } else {
+      if (foreign && tx_.counterparts) (*tx_.counterparts)[ObjectKey(target->tarnlibType(), target->id())] = target;
       const ObjectKey saved(target->tarnlibType(), target->id());
       if (tx_.touched.insert(saved).second) touched_.push_back(saved);
       detail::LibraryAccess::impl(*library_).reactor->objectSaved(*library_, saved.type, saved.id);
@@ -359,15 +375,19 @@ std::uint32_t Saver::findEqualRow(Object& object, const Mapping& mapping) {
   return 0;
 }
 
+bool Saver::needsNoUndo(const Object& object) const {
+  return tx_.transientObjects || std::find(ownCopies_.begin(), ownCopies_.end(), &object) != ownCopies_.end();
+}
+
 void Saver::remember(Object& object) {
-  if (tx_.transientObjects) return;
+  if (needsNoUndo(object)) return;
   tx_.undo.push([object = TnSmartPtr<Object>(&object), state = stateOf(object)]() mutable {
     stateOf(*object) = std::move(state);
   });
 }
 
 void Saver::repoint(Object& owner, const RefSlot& slot, Object* target) {
-  if (!tx_.transientObjects) {
+  if (!needsNoUndo(owner)) {
     // The owner is kept alive with the slot inside it.
     tx_.undo.push([owner = TnSmartPtr<Object>(&owner), slot,
                    previous = TnSmartPtr<Object>(const_cast<Object*>(slot.target()))] {
@@ -378,16 +398,15 @@ void Saver::repoint(Object& owner, const RefSlot& slot, Object* target) {
 }
 
 void Saver::record(const IdMapping::Key& key, const IdMapping::Value& value) {
-  if (!tx_.transientObjects) {
-    IdMapping::Value previous;
-    const bool present = mapping_.compute(key, previous);
-    tx_.undo.push([self = detail::IdMappingAccess::self(mapping_), key, present, previous] {
-      IdMapping* mapping = *self;
-      if (!mapping) return;  // gone before the transaction ended
-      if (present) mapping->assign(key, previous);
-      else mapping->remove(key);
-    });
-  }
+  // The mapping may be the caller's, whatever the objects are: always put back.
+  IdMapping::Value previous;
+  const bool present = mapping_.compute(key, previous);
+  tx_.undo.push([self = detail::IdMappingAccess::self(mapping_), key, present, previous] {
+    IdMapping* mapping = *self;
+    if (!mapping) return;  // gone before the transaction ended
+    if (present) mapping->assign(key, previous);
+    else mapping->remove(key);
+  });
   mapping_.assign(key, value);
 }
 

@@ -62,6 +62,8 @@ class Saver final : public WriteContext {
   const Library& library() const override { return *library_; }
 
  private:
+  // Whether an object's state in memory needs no putting back on rollback.
+  bool needsNoUndo(const Object& object) const;
   Outcome write(Object& object, const Mapping& mapping);
   void saveReferences(Object& object, const Mapping& mapping);
   void insert(Object& object, const Mapping& mapping);
@@ -90,6 +92,10 @@ class Saver final : public WriteContext {
 
   std::size_t undoMark_;             // the transaction's undo log before this save
   std::vector<ObjectKey> touched_;   // entered into the transaction's touched set
+  // Copies of other libraries' objects that this save made during a copy:
+  // nobody else holds them, so their state and references need no putting
+  // back.
+  std::vector<const Object*> ownCopies_;
 };
 
 }  // namespace tarnlib::access

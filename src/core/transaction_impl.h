@@ -4,6 +4,7 @@
 #ifndef TARNLIB_CORE_TRANSACTION_IMPL_H_
 #define TARNLIB_CORE_TRANSACTION_IMPL_H_
 
+#include <map>
 #include <memory>
 #include <set>
 #include <type_traits>
@@ -51,6 +52,10 @@ class Transaction::Impl {
   // the undo log does not keep them, which would hold every one of them
   // until the end of the transaction.
   bool transientObjects = false;
+  // Set during a copy: the objects of this library that source objects of
+  // the copy's mapping became, so that a source object met again (a material
+  // in many plies) is not read back from the file each time.
+  std::map<ObjectKey, TnSmartPtr<Object>>* counterparts = nullptr;
   std::set<ObjectKey> touched;
   // Put back when this transaction rolls back, whoever rolls it back: the
   // scope's retry, a failed commit, the host's rollback or destructor.

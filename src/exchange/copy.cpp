@@ -50,7 +50,16 @@ void copyObjects(Library& destination, ObjectType type, const std::shared_ptr<co
                   ids ? access::Selection::of(std::vector<std::uint32_t>(ids->begin(), ids->end()))
                       : access::Selection::all(),
                   objects);
-  inTransaction(destination, Access::Write, [&](Transaction::Impl&) {
+  inTransaction(destination, Access::Write, [&](Transaction::Impl& tx) {
+    // What each source object became is kept at hand for the next object
+    // that refers to it.
+    std::map<ObjectKey, TnSmartPtr<Object>> counterparts;
+    struct Scope {
+      Transaction::Impl& tx;
+      std::map<ObjectKey, TnSmartPtr<Object>>* previous;
+      ~Scope() { tx.counterparts = previous; }
+    } scope{tx, tx.counterparts};
+    tx.counterparts = &counterparts;
     Library::CopyResults attempt;
     for (const TnSmartPtr<Object>& object : objects) {
       const ObjectKey sourceKey(object->tarnlibType(), object->id());
@@ -73,8 +82,10 @@ void copyObjects(Library& destination, ObjectType type, const std::shared_ptr<co
       if (transactionType != Library::kPerObject) {
         step();
       } else if (!perObject(step, result.reason)) {
-        // The failed save took back what it wrote, mapping pairs included.
+        // The failed save took back what it wrote, mapping pairs included;
+        // what it made is no counterpart of anything any more.
         result.code = Library::CopyResult::kLeftOut;
+        counterparts.clear();
         continue;
       }
       result.id = stored ? stored->id() : 0;
