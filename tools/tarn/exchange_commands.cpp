@@ -107,7 +107,8 @@ void addCopy(CLI::App& app, Commands& commands) {
     onFile(o->source, [&] {
       const Library& library = source.library();
       if (o->all) {
-        for (const Line& line : type.lines(library, Filter{})) names[ObjectKey(line.type, line.id)] = line.name;
+        for (const Line& line : type.lines(library, Filter{}))
+          names[ObjectKey(line.type, line.id)] = line.name;
         return;
       }
       for (unsigned id : ids) {
@@ -170,12 +171,12 @@ void addCopy(CLI::App& app, Commands& commands) {
           if (const ObjectPtr object = referenced->get(*from, key.id)) names[key] = nameOf(*object);
         const bool existing = value.result == 1;
         ++(existing ? referencedReused : referencedAdded);
-        out += objectText(key, names) + ": " + (existing ? "reused " : "added as ") + std::to_string(value.id) +
-               " (referenced)\n";
+        out += objectText(key, names) + ": " + (existing ? "reused " : "added as ") +
+               std::to_string(value.id) + " (referenced)\n";
       }
     });
-    out += std::to_string(added) + " added, " + std::to_string(reused) + " reused, " + std::to_string(leftOut) +
-           " left out";
+    out += std::to_string(added) + " added, " + std::to_string(reused) + " reused, " +
+           std::to_string(leftOut) + " left out";
     if (referencedAdded + referencedReused > 0)
       out += "; " + plural(referencedAdded + referencedReused, "referenced object") + " (" +
              std::to_string(referencedAdded) + " added, " + std::to_string(referencedReused) + " reused)";
@@ -216,7 +217,8 @@ void addSync(CLI::App& app, Commands& commands) {
   };
   auto o = std::make_shared<Options>();
   CLI::App* cmd = app.add_subcommand(
-      "sync", "Bring the materials and compositions of a catalogue up to date with those of another, by name");
+      "sync",
+      "Bring the materials and compositions of a catalogue up to date with those of another, by name");
   cmd->add_option("SOURCE", o->source, "The catalogue to take them from; only read")->required();
   cmd->add_option("DEST", o->destination, "The catalogue to bring up to date")->required();
   cmd->add_option("--rename", o->renames,
@@ -258,8 +260,8 @@ void addSync(CLI::App& app, Commands& commands) {
     onFile(o->source, [&] {
       for (unsigned id : ids)
         if (!material.get(source.library(), id) && !composition.get(source.library(), id))
-          throw Failure(std::to_string(id), "no Material or Composition with id " + std::to_string(id) + " in " +
-                                                o->source + "; nothing changed");
+          throw Failure(std::to_string(id), "no Material or Composition with id " + std::to_string(id) +
+                                                " in " + o->source + "; nothing changed");
     });
 
     // A dry run reads an older file through a migrated copy, like any reading

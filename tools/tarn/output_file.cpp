@@ -48,7 +48,8 @@ OutputFile::OutputFile(const std::string& path) : path_(path) {
   std::error_code ec;
   if (fs::is_directory(fs::u8path(path), ec)) throw Failure(path, "is a folder");
   const fs::path target = fs::u8path(path);
-  std::string pattern = (target.parent_path() / ("." + target.filename().u8string() + ".tarn-XXXXXX")).u8string();
+  std::string pattern =
+      (target.parent_path() / ("." + target.filename().u8string() + ".tarn-XXXXXX")).u8string();
   fd_ = ::mkstemp(pattern.data());
   if (fd_ < 0) throw Failure(path, "cannot be written: " + std::string(std::strerror(errno)));
   temporary_ = pattern;

@@ -185,7 +185,8 @@ void remove(Library& library, const std::set<std::uint32_t>& ids, Library::Remov
 
 template <class T>
 void copy(Library& destination, const std::shared_ptr<const Library>& source, const std::set<unsigned>* ids,
-          tarnlib::IdMapping& mapping, Library::TransactionType transactionType, Library::CopyResults& results) {
+          tarnlib::IdMapping& mapping, Library::TransactionType transactionType,
+          Library::CopyResults& results) {
   if (ids)
     destination.copy<T>(source, *ids, mapping, transactionType, results);
   else
