@@ -1620,6 +1620,194 @@ TEST_F(Tarn, Xml_ImportOfABrokenDocumentChangesNothing) {
   EXPECT_TRUE(readBytes(demo) == before);
 }
 
+// ---- Copy and sync between catalogues
+
+// Lines of a text, without their newlines.
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+TEST_F(Tarn, Copy_BringsWhatAMaterialRefersToOnceAndReusesItOnTheNextCopy) {
+  const std::string dest = dir.file("dest.sqlite");
+  ok({"create", dest});
+  const auto materials = okJson({"list", demo, "material", "--json"});
+  // Two materials of one type: the second copy brings the type no more.
+  json first, second;
+  for (const json& a : materials)
+    for (const json& b : materials)
+      if (first.is_null() && a["id"] < b["id"] && a["type"] == b["type"]) first = a, second = b;
+  ASSERT_FALSE(first.is_null());
+  const std::string type = first["type"];
+  const std::string typeLine = "MaterialType " + idNamed("materialtype", type) + " \"" + type + "\": ";
+
+  const std::vector<std::string> one = linesOf(ok({"copy", demo, dest, "material", idOf(first)}));
+  ASSERT_GE(one.size(), 3u);
+  EXPECT_EQ(one[0], "Material " + idOf(first) + " \"" + first["name"].get<std::string>() + "\": added as 1");
+  EXPECT_NE(std::find(one.begin(), one.end(), typeLine + "added as 1 (referenced)"), one.end());
+  const json copied = okJson({"show", dest, "material", "1", "--json"});
+  for (const char* field : {"name", "type", "tags", "physical_asset", "bim_asset"})
+    EXPECT_EQ(copied[field], first[field]) << field;
+
+  const json before = okJson({"info", dest, "--json"})["objects"];
+  const std::vector<std::string> again = linesOf(ok({"copy", demo, dest, "material", idOf(first)}));
+  EXPECT_EQ(again[0], "Material " + idOf(first) + " \"" + first["name"].get<std::string>() + "\": reused 1");
+  // Found by its name, so nothing it refers to is looked at.
+  EXPECT_EQ(again.size(), 2u);
+  EXPECT_EQ(again.back(), "0 added, 1 reused, 0 left out");
+  EXPECT_EQ(okJson({"info", dest, "--json"})["objects"], before);
+
+  const std::vector<std::string> next = linesOf(ok({"copy", demo, dest, "material", idOf(second)}));
+  EXPECT_EQ(next[0],
+            "Material " + idOf(second) + " \"" + second["name"].get<std::string>() + "\": added as 2");
+  EXPECT_NE(std::find(next.begin(), next.end(), typeLine + "reused 1 (referenced)"), next.end());
+  EXPECT_EQ(okJson({"info", dest, "--json"})["objects"]["MaterialType"], 1);
+  // A root type copies each kind under its own class, references first.
+  const std::string assets = std::to_string(count({"count", demo, "asset"}) - 4);
+  EXPECT_EQ(linesOf(ok({"copy", demo, dest, "asset", "--all"})).back().rfind(
+                assets + " added, 4 reused, 0 left out", 0),
+            0u);
+}
+
+TEST_F(Tarn, Copy_PerObjectLeavesOutTheObjectThatFailsAndByDefaultNothingIsKept) {
+  // B's unique code is another asset's in the destination.
+  const std::string source = dir.file("source.sqlite"), dest = dir.file("dest.sqlite");
+  ok({"create", source});
+  ok({"create", dest});
+  std::string assets;
+  for (const char* name : {"A", "B", "C"})
+    assets += std::string("<informationasset><name>") + name + "</name><unique_code>X" + name +
+              "</unique_code></informationasset>";
+  writeBytes(dir.file("source.xml"), "<tarnlibrary>" + assets + "</tarnlibrary>");
+  writeBytes(dir.file("dest.xml"),
+             "<tarnlibrary><informationasset><name>Other</name><unique_code>XB</unique_code>"
+             "</informationasset></tarnlibrary>");
+  ok({"import", source, "source.xml"});
+  ok({"import", dest, "dest.xml"});
+  const std::string reason = "An other object with the same values exists";
+
+  const std::string before = readBytes(dest);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"copy", source, dest, "informationasset", "--all"},
+        {"copy", source, dest, "informationasset", "1", "2", "3"}}) {
+    failsWith(args, dest, reason + "; nothing copied (--per-object keeps the others)");
+    EXPECT_TRUE(readBytes(dest) == before);
+  }
+
+  const std::string out = ok({"copy", source, dest, "informationasset", "--all", "--per-object"});
+  const auto kept = byName(okJson({"list", dest, "informationasset", "--json"}));
+  ASSERT_EQ(kept.size(), 3u);
+  EXPECT_EQ(out, "InformationAsset 1 \"A\": added as " + idOf(kept.at("A")) +
+                     "\nInformationAsset 2 \"B\": left out: " + reason +
+                     "\nInformationAsset 3 \"C\": added as " + idOf(kept.at("C")) +
+                     "\n2 added, 0 reused, 1 left out\n");
+  EXPECT_EQ(kept.at("Other")["unique_code"], "XB");
+}
+
+TEST_F(Tarn, Sync_ReportsWhatItAddsAndUpdatesTheDryRunTheSameAndChangingNothing) {
+  // The destination lacks the materials nothing uses; the source has them all.
+  const std::string source = dir.file("source.sqlite");
+  writeBytes(source, readBytes(demo));
+  std::string purged;
+  for (const json& o : okJson({"purge", demo, "material", "--json"}))
+    if (o["outcome"] == "removed") purged += o["name"].get<std::string>() + "\n";
+  ASSERT_FALSE(purged.empty());
+  const std::string heading = "\n\nSynced Material objects:\n\n",
+                    compositions = "\n\nSynced Composition objects:\n\n";
+  const std::string all = heading + purged + compositions, nothing = heading + compositions;
+
+  // The destination's own name for Granite, of another type until Granite's
+  // values are synced onto it in place.
+  const json granite = okJson({"show", source, "material", "Granite", "--json"});
+  const std::string target = "Granit";
+  const std::string otherType = okJson({"list", demo, "materialtype", "--json"})[0]["name"];
+  ASSERT_NE(otherType, granite["type"]);
+  writeBytes(dir.file("granit.xml"), "<tarnlibrary><material><name>" + target + "</name><type name=\"" +
+                                         otherType + "\"/></material></tarnlibrary>");
+  ok({"import", demo, "granit.xml"});
+  const std::vector<std::string> renamed = {"--ids", idOf(granite), "--rename", "Granite=" + target};
+  struct Case {
+    std::vector<std::string> options;
+    std::string out;
+    bool changes;
+  };
+  const std::vector<Case> cases = {
+      {{"--dry-run"}, all, false},
+      {{"--report", "report.xml"}, all, true},
+      {{}, nothing, false},
+      {plus(renamed, {"--dry-run"}), heading + target + "\n" + compositions, false},
+      {renamed, heading + target + "\n" + compositions, true},
+  };
+  const std::string targetId = idNamed("material", target);
+  for (const Case& c : cases) {
+    const std::vector<std::string> args = plus({"sync", source, demo}, c.options);
+    const std::string before = readBytes(demo);
+    const Outcome r = run(args);
+    SCOPED_TRACE(describe(args, r));
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, c.out);
+    EXPECT_EQ(readBytes(demo) != before, c.changes);
+  }
+  const json updated = okJson({"show", demo, "material", target, "--json"});
+  EXPECT_EQ(idOf(updated), targetId);
+  EXPECT_EQ(updated["type"], granite["type"]);
+
+  pugi::xml_document report;
+  ASSERT_TRUE(report.load_file(dir.file("report.xml").c_str()));
+  std::string named;
+  for (pugi::xml_node child : report.child("sync").children()) {
+    EXPECT_STREQ(child.name(), "material");
+    named += child.attribute("name").value() + std::string("\n");
+  }
+  EXPECT_EQ(named, purged);
+}
+
+TEST_F(Tarn, CopyAndSync_RefuseBadInputAndLeaveBothCatalogues) {
+  const std::string dest = dir.file("dest.sqlite"), newer = dir.file("newer.sqlite"),
+                    old = dir.file("old.sqlite");
+  ok({"create", dest});
+  writeBytes(newer, readBytes(demo));
+  RawDb(newer).exec(
+      "UPDATE schema_version SET version = version + 1, compatibility = 1000 WHERE name = 'tarnlib'");
+  testing::writeOldLibrary(old, 1011, "9f8c3cbb-6a5e-4a41-9f3e-2f3f6c1e2a10");
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string subject;
+  };
+  const std::vector<Case> cases = {
+      {{"copy", demo, dest, "material"}, 1, "copy"},
+      {{"copy", demo, dest, "material", "1", "--all"}, 1, "--all"},
+      {{"copy", demo, dest, "widget", "--all"}, 2, "widget"},
+      {{"copy", demo, dest, "material", "1", "99999"}, 2, "99999"},
+      {{"copy", dir.file("missing.sqlite"), dest, "tag", "--all"}, 2, dir.file("missing.sqlite")},
+      {{"copy", newer, dest, "tag", "--all"}, 2, newer},
+      {{"copy", dest, dest, "tag", "--all"}, 2, dest},
+      {{"--read-only", "copy", demo, dest, "tag", "--all"}, 2, dest},
+      {{"sync", demo, dest, "--rename", "Granite=Basalt"}, 2, dest},
+      {{"sync", demo, dest, "--rename", "Granite"}, 1, "--rename"},
+      {{"sync", demo, dest, "--ids", "99999"}, 2, "99999"},
+      {{"sync", newer, dest}, 2, newer},
+      {{"sync", demo, dest, "--report", demo}, 2, demo},
+      {{"sync", demo, dest, "--dry-run", "--read-only"}, 2, dest},
+  };
+  const std::set<std::string> files = entries(dir.file(""));
+  const std::string sample = readBytes(demo), empty = readBytes(dest), newerBytes = readBytes(newer);
+  for (const Case& c : cases) {
+    fails(c.args, c.status, c.subject);
+    EXPECT_TRUE(readBytes(dest) == empty);
+    EXPECT_TRUE(readBytes(demo) == sample);
+    EXPECT_TRUE(readBytes(newer) == newerBytes);
+    EXPECT_EQ(entries(dir.file("")), files);
+  }
+  // An older source is read through a migrated copy and left as it was.
+  const std::string oldBytes = readBytes(old);
+  EXPECT_EQ(ok({"copy", old, dest, "tag", "--all"}), "0 added, 0 reused, 0 left out\n");
+  EXPECT_TRUE(readBytes(old) == oldBytes);
+}
+
 // ---- The file as a whole
 
 TEST_F(Tarn, Create_WritesUnitAndGuidAndRefusesAnExistingFile) {
@@ -1929,7 +2117,7 @@ TEST_F(Tarn, Help_AndVersionGoToStdoutWithStatusZero) {
   }
   Outcome all = run({"help"});
   for (const char* sub : {"create", "info", "meta", "vacuum", "upgrade", "list", "count", "show", "remove",
-                          "purge", "units", "export", "import", "demo"})
+                          "purge", "units", "export", "import", "copy", "sync", "demo"})
     EXPECT_NE(all.out.find(std::string("\n  ") + sub + " "), std::string::npos) << sub;
 }
 
