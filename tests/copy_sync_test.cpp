@@ -196,6 +196,22 @@ TEST_F(CopyTest, SyncAddsMissingUpdatesDifferingAndReportsBoth) {
   EXPECT_EQ(destinationText(), before);
 }
 
+TEST_F(CopyTest, APlyMaterialThatDiffersButIsNotSyncedLeavesItsCompositionAlone) {
+  auto brick = material(L"Brick");
+  wall(L"Other", {});
+  auto composition = wall(L"Wall", {brick});
+  ASSERT_NE(composition->id(), brick->id());
+  destination->copyAll<Composition>(source);
+  brick->set_description(L"only in the source");
+  source->save(brick);
+  const std::string before = destinationText();
+  // Only the composition is synced; its ply's material is matched by name.
+  OdString report;
+  destination->sync(source, {composition->id()}, {}, &report, nullptr);
+  EXPECT_EQ(report, OdString(L"\n\nSynced Material objects:\n\n\n\nSynced Composition objects:\n\n"));
+  EXPECT_EQ(destinationText(), before);
+}
+
 TEST_F(CopyTest, SyncRenamesKeepIdentityAndIdsRestrict) {
   auto a = material(L"A");
   auto other = material(L"Other");

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "access/library_templates.h"
+#include "access/mapping.h"
 #include "access/object_access.h"
 #include "access/operations.h"
 #include "core/transaction_impl.h"
@@ -58,6 +59,26 @@ const SyncType& syncType(ObjectType type) {
   return type == ObjectType::Material ? material : composition;
 }
 
+// Points every reference of `copy` (fields and container elements, as its
+// mapping declares them) at its counterpart here, bringing over through the
+// mapping what this library does not hold yet. Compared after this, a
+// reference differs only when the counterpart does: a ply's material that
+// differs between the libraries but is matched here by name is the same ply.
+void bringReferencesOver(Library& destination, Object& copy, IdMapping& mapping) {
+  const access::Mapping& m = access::mappingOf(copy.tarnlibType());
+  std::vector<access::RefSlot> slots;
+  for (const access::TableBinding* table : m.chain())
+    for (const access::ReferenceBinding& r : table->references) slots.push_back(r.slot(copy));
+  for (const access::ContainerBinding* c : m.containers())
+    if (c->hasRef()) c->refs(copy, slots);
+  for (const access::RefSlot& slot : slots) {
+    const Object* target = slot.target();
+    if (!target || target->library().get() == &destination) continue;
+    TnSmartPtr<Object> here = access::saveObject(destination, *target, mapping);
+    slot.assign(here.get());
+  }
+}
+
 void syncType(Library& destination, const SyncType& t, const std::shared_ptr<const Library>& source,
               const std::set<unsigned>* ids, IdMapping& mapping, const std::map<OdString, OdString>& renames,
               OdString* report, pugi::xml_node* reportNode) {
@@ -76,12 +97,12 @@ void syncType(Library& destination, const SyncType& t, const std::shared_ptr<con
     TnSmartPtr<Object> synced;
     if (found != byName.end()) {
       const Object& match = *found->second;
-      // The source's values under the match's name and identity. References
-      // still point into the source; they compare by value, and the save
-      // brings them over through the mapping.
+      // The source's values under the match's name and identity, referring
+      // to this library's counterparts of what the source object refers to.
       TnSmartPtr<Object> copy = detail::ObjectAccess::clone(*s);
       t.rename(*copy, matchName);
       t.keepIdentity(*copy, match);
+      bringReferencesOver(destination, *copy, mapping);
       if (t.equal(*copy, match)) continue;
       ObjectState& state = detail::ObjectAccess::state(*copy);
       state.id = match.id();
