@@ -51,15 +51,7 @@ void copyObjects(Library& destination, ObjectType type, const std::shared_ptr<co
                       : access::Selection::all(),
                   objects);
   inTransaction(destination, Access::Write, [&](Transaction::Impl& tx) {
-    // What each source object became is kept at hand for the next object
-    // that refers to it.
-    std::map<ObjectKey, TnSmartPtr<Object>> counterparts;
-    struct Scope {
-      Transaction::Impl& tx;
-      std::map<ObjectKey, TnSmartPtr<Object>>* previous;
-      ~Scope() { tx.counterparts = previous; }
-    } scope{tx, tx.counterparts};
-    tx.counterparts = &counterparts;
+    KeepCounterparts counterparts(tx);
     Library::CopyResults attempt;
     for (const TnSmartPtr<Object>& object : objects) {
       const ObjectKey sourceKey(object->tarnlibType(), object->id());
@@ -85,7 +77,7 @@ void copyObjects(Library& destination, ObjectType type, const std::shared_ptr<co
         // The failed save took back what it wrote, mapping pairs included;
         // what it made is no counterpart of anything any more.
         result.code = Library::CopyResult::kLeftOut;
-        counterparts.clear();
+        counterparts.forget();
         continue;
       }
       result.id = stored ? stored->id() : 0;

@@ -7,9 +7,30 @@
 #include <memory>
 #include <set>
 
+#include "core/transaction_impl.h"
 #include "tarnlib/library.h"
 
 namespace tarnlib::exchange {
+
+// For the length of a copy or sync: what each source object became is kept
+// at hand in the transaction for the next object that refers to it, instead
+// of being read back from the file (a material in many plies).
+class KeepCounterparts {
+ public:
+  explicit KeepCounterparts(Transaction::Impl& tx) : tx_(tx), previous_(tx.counterparts) {
+    tx.counterparts = &counterparts_;
+  }
+  ~KeepCounterparts() { tx_.counterparts = previous_; }
+  KeepCounterparts(const KeepCounterparts&) = delete;
+  KeepCounterparts& operator=(const KeepCounterparts&) = delete;
+  // After a failed object: what it made is no counterpart of anything any more.
+  void forget() { counterparts_.clear(); }
+
+ private:
+  Transaction::Impl& tx_;
+  std::map<ObjectKey, TnSmartPtr<Object>>* previous_;
+  std::map<ObjectKey, TnSmartPtr<Object>> counterparts_;
+};
 
 // Brings the objects of `type` with the given ids (all when `ids` is null)
 // from `source` into `destination`; `results`, when given, learns what became

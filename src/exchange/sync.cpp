@@ -64,7 +64,7 @@ const SyncType& syncType(ObjectType type) {
 // mapping what this library does not hold yet. Compared after this, a
 // reference differs only when the counterpart does: a ply's material that
 // differs between the libraries but is matched here by name is the same ply.
-void bringReferencesOver(Library& destination, Object& copy, IdMapping& mapping) {
+void bringReferencesOver(Library& destination, Transaction::Impl& tx, Object& copy, IdMapping& mapping) {
   const access::Mapping& m = access::mappingOf(copy.tarnlibType());
   std::vector<access::RefSlot> slots;
   for (const access::TableBinding* table : m.chain())
@@ -74,12 +74,22 @@ void bringReferencesOver(Library& destination, Object& copy, IdMapping& mapping)
   for (const access::RefSlot& slot : slots) {
     const Object* target = slot.target();
     if (!target || target->library().get() == &destination) continue;
+    // Most references repeat (a type, a tag): their counterpart is at hand.
+    IdMapping::Value mapped;
+    if (mapping.compute(IdMapping::Key(target->tarnlibType(), target->id(), target->library().get()), mapped)) {
+      auto known = tx.counterparts->find(ObjectKey(target->tarnlibType(), mapped.id));
+      if (known != tx.counterparts->end()) {
+        slot.assign(known->second.get());
+        continue;
+      }
+    }
     TnSmartPtr<Object> here = access::saveObject(destination, *target, mapping);
     slot.assign(here.get());
   }
 }
 
-void syncType(Library& destination, const SyncType& t, const std::shared_ptr<const Library>& source,
+void syncType(Library& destination, Transaction::Impl& tx, const SyncType& t,
+              const std::shared_ptr<const Library>& source,
               const std::set<unsigned>* ids, IdMapping& mapping, const std::map<OdString, OdString>& renames,
               OdString* report, pugi::xml_node* reportNode) {
   std::vector<TnSmartPtr<Object>> theirs;
@@ -102,7 +112,11 @@ void syncType(Library& destination, const SyncType& t, const std::shared_ptr<con
       TnSmartPtr<Object> copy = detail::ObjectAccess::clone(*s);
       t.rename(*copy, matchName);
       t.keepIdentity(*copy, match);
-      bringReferencesOver(destination, *copy, mapping);
+      // Equal with the source's references compared by value is the common
+      // case and needs nothing brought over; otherwise compare again with
+      // the references this library would hold.
+      if (t.equal(*copy, match)) continue;
+      bringReferencesOver(destination, tx, *copy, mapping);
       if (t.equal(*copy, match)) continue;
       ObjectState& state = detail::ObjectAccess::state(*copy);
       state.id = match.id();
@@ -125,7 +139,8 @@ void syncTypes(Library& destination, const std::vector<ObjectType>& types,
                const std::shared_ptr<const Library>& source, const std::set<unsigned>* ids,
                const std::map<OdString, OdString>& renames, OdString* report, pugi::xml_node* reportNode) {
   if (!source || source.get() == &destination) return;
-  inTransaction(destination, Access::Write, [&](Transaction::Impl&) {
+  inTransaction(destination, Access::Write, [&](Transaction::Impl& tx) {
+    KeepCounterparts counterparts(tx);
     // A retried attempt writes the reports again from the start.
     OdString text;
     pugi::xml_document scratch;
@@ -134,7 +149,7 @@ void syncTypes(Library& destination, const std::vector<ObjectType>& types,
     for (ObjectType type : types) {
       const SyncType& t = syncType(type);
       if (report) text += OdString().format(L"\n\nSynced %ls objects:\n\n", t.heading);
-      syncType(destination, t, source, ids, mapping, renames, report ? &text : nullptr,
+      syncType(destination, tx, t, source, ids, mapping, renames, report ? &text : nullptr,
                reportNode ? &node : nullptr);
     }
     if (report) *report += text;
