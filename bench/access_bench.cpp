@@ -43,10 +43,7 @@ using tarnlib::Library;
 using tarnlib::TnSmartPtr;
 using tarnlib::Transaction;
 
-int assetCount() {
-  const char* n = std::getenv("TARNLIB_BENCH_N");
-  return n && std::atoi(n) > 0 ? std::atoi(n) : 100000;
-}
+int assetCount() { return tarnlib::bench::objectCount(100000); }
 
 std::string assetName(int i) { return "Brick \xC3\xA4 " + std::to_string(i); }
 double thickness(int i, int k) { return 0.05 * (k + 1) + 1e-6 * i; }

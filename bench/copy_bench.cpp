@@ -78,10 +78,7 @@ using tarnlib::Tag;
 using tarnlib::TnSmartPtr;
 using tarnlib::Transaction;
 
-int objectCount() {
-  const char* n = std::getenv("TARNLIB_BENCH_N");
-  return n && std::atoi(n) > 0 ? std::atoi(n) : 10000;
-}
+int objectCount() { return tarnlib::bench::objectCount(10000); }
 
 constexpr int kTypes = 4;
 constexpr int kTags = 8;

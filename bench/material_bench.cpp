@@ -67,10 +67,7 @@ using tarnlib::Tag;
 using tarnlib::TnSmartPtr;
 using tarnlib::Transaction;
 
-int materialCount() {
-  const char* n = std::getenv("TARNLIB_BENCH_N");
-  return n && std::atoi(n) > 0 ? std::atoi(n) : 100000;
-}
+int materialCount() { return tarnlib::bench::objectCount(100000); }
 
 constexpr int kTypes = 4;
 constexpr int kTags = 8;

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <initializer_list>
 #include <exception>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -23,6 +24,13 @@ struct Samples {
   std::vector<double> ours;
   std::vector<double> raw;
 };
+
+// The object count of a benchmark: TARNLIB_BENCH_N when it is a positive
+// number (a small one for profiling), else the benchmark's own.
+inline int objectCount(int fallback) {
+  const char* n = std::getenv("TARNLIB_BENCH_N");
+  return n && std::atoi(n) > 0 ? std::atoi(n) : fallback;
+}
 
 inline std::map<std::string, Samples>& samples() {
   static std::map<std::string, Samples> all;

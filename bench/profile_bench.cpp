@@ -68,9 +68,8 @@ using tarnlib::TnSmartPtr;
 using tarnlib::Transaction;
 
 int profileCount() {
-  const char* n = std::getenv("TARNLIB_BENCH_N");
   // At least one profile of every series, so that both sides store all four.
-  return n && std::atoi(n) > 0 ? std::max(std::atoi(n), 6) : 100000;
+  return std::max(tarnlib::bench::objectCount(100000), 6);
 }
 
 // ---- Row values, the same for both sides --------------------------------------
