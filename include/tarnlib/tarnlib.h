@@ -22,6 +22,7 @@
 #include "tarnlib/memfs.h"
 #include "tarnlib/object.h"
 #include "tarnlib/profile.h"
+#include "tarnlib/profile_outline.h"
 #include "tarnlib/profile_shapes.h"
 #include "tarnlib/property.h"
 #include "tarnlib/tag.h"
