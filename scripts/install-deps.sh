@@ -13,6 +13,9 @@ packages=(
   nlohmann-json3-dev
   libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libsoci-dev
+  clang libfuzzer-14-dev libclang-rt-14-dev
+  librsvg2-bin chromium
 )
 
 missing=()
