@@ -16,6 +16,13 @@
 // N is 100,000; TARNLIB_BENCH_N sets another (a small one for profiling).
 // The objects to save and the baseline's row values are built before the clock
 // starts; the baseline keeps its text as UTF-8 where we convert to OdString.
+//
+// The material rows also run through SOCI, when the build found it: the
+// general-purpose mapper a host would otherwise reach for, used as its
+// documentation shows (a type_conversion per record, prepared statements with
+// use and into, one soci::transaction), reading and writing the baseline's
+// records with the baseline's statements. Its column shows what a mapper of
+// that kind costs over the same row work.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 #include <stdlib.h>
@@ -25,6 +32,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <stdexcept>
@@ -32,6 +40,17 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#ifdef TARNLIB_BENCH_SOCI
+#include <soci/soci.h>
+
+// The SQLite backend's factory, as soci/sqlite3/soci-sqlite3.h declares it:
+// that header includes <sqlite3.h> inside a namespace of its own, which takes
+// the C API away from the baseline in this file.
+namespace soci {
+extern "C" backend_factory const* factory_sqlite3();
+}  // namespace soci
+#endif
 
 #include "paired_runs.h"
 #include "raw_sqlite.h"
@@ -48,6 +67,7 @@ namespace {
 
 using tarnlib::bench::median;
 using tarnlib::bench::paired;
+using tarnlib::bench::tripled;
 using tarnlib::bench::samples;
 using tarnlib::bench::Sqlite;
 using tarnlib::bench::columnText;
@@ -970,29 +990,621 @@ class LoadCompositionsRaw {
   RawMaterialReader materials_;
 };
 
+// ---- SOCI ---------------------------------------------------------------------------
+
+#ifdef TARNLIB_BENCH_SOCI
+
+}  // namespace
+
+// The peer: the same records through SOCI, as its documentation has a host
+// write them: a type_conversion per record over named values, statements
+// prepared once with use() and into(), one soci::transaction around the work.
+// The records and their UTF-8 text are the baseline's.
+namespace soci {
+
+template <>
+struct type_conversion<RawNamed> {
+  typedef values base_type;
+  static void from_base(const values& v, indicator, RawNamed& n) {
+    n.id = v.get<int>("id");
+    n.name = v.get<std::string>("name");
+  }
+  static void to_base(const RawNamed& n, values& v, indicator& ind) {
+    v.set("name", n.name);
+    ind = i_ok;
+  }
+};
+
+template <>
+struct type_conversion<RawProperty> {
+  typedef values base_type;
+  static void from_base(const values& v, indicator, RawProperty& p) {
+    p.id = v.get<int>("id");
+    p.name = v.get<std::string>("name");
+    p.objectType = v.get<int>("object_type");
+  }
+  static void to_base(const RawProperty& p, values& v, indicator& ind) {
+    v.set("name", p.name);
+    v.set("object_type", p.objectType);
+    ind = i_ok;
+  }
+};
+
+template <>
+struct type_conversion<RawPhysicalAsset> {
+  typedef values base_type;
+  static void from_base(const values& v, indicator, RawPhysicalAsset& a) {
+    a.id = v.get<int>("id");
+    a.name = v.get<std::string>("name");
+    a.description = v.get<std::string>("description");
+    a.hasDensity = v.get_indicator("density") == i_ok;
+    a.density = v.get<double>("density", 0.0);
+    a.hasSpecificHeat = v.get_indicator("specific_heat") == i_ok;
+    a.specificHeat = v.get<double>("specific_heat", 0.0);
+    a.hasConductivity = v.get_indicator("thermal_conductivity") == i_ok;
+    a.conductivity = v.get<double>("thermal_conductivity", 0.0);
+  }
+  static void to_base(const RawPhysicalAsset& a, values& v, indicator& ind) {
+    v.set("id", static_cast<int>(a.id));
+    v.set("name", a.name);
+    v.set("description", a.description);
+    v.set("density", a.density, a.hasDensity ? i_ok : i_null);
+    v.set("specific_heat", a.specificHeat, a.hasSpecificHeat ? i_ok : i_null);
+    v.set("thermal_conductivity", a.conductivity, a.hasConductivity ? i_ok : i_null);
+    ind = i_ok;
+  }
+};
+
+// A pattern's columns under its prefix ("cut_pattern_", "surface_pattern_").
+struct PatternColumns {
+  std::string type, name, scale, angle, cross, annotative, colorType, red, green, blue, alpha;
+  explicit PatternColumns(const std::string& p)
+      : type(p + "type"), name(p + "name"), scale(p + "scale"), angle(p + "angle"), cross(p + "cross"),
+        annotative(p + "annotative"), colorType(p + "background_color_type"),
+        red(p + "background_color_red"), green(p + "background_color_green"),
+        blue(p + "background_color_blue"), alpha(p + "background_color_alpha") {}
+  void read(const values& v, RawPattern& p) const {
+    p.type = v.get<int>(type);
+    p.name = v.get<std::string>(name);
+    p.scale = v.get<double>(scale);
+    p.angle = v.get<double>(angle);
+    p.cross = v.get<int>(cross) != 0;
+    p.annotative = v.get<int>(annotative) != 0;
+    p.background.type = v.get<int>(colorType);
+    p.background.red = v.get<double>(red);
+    p.background.green = v.get<double>(green);
+    p.background.blue = v.get<double>(blue);
+    p.background.alpha = v.get<double>(alpha);
+  }
+  void write(const RawPattern& p, values& v) const {
+    v.set(type, p.type);
+    v.set(name, p.name);
+    v.set(scale, p.scale);
+    v.set(angle, p.angle);
+    v.set(cross, static_cast<int>(p.cross));
+    v.set(annotative, static_cast<int>(p.annotative));
+    v.set(colorType, p.background.type);
+    v.set(red, p.background.red);
+    v.set(green, p.background.green);
+    v.set(blue, p.background.blue);
+    v.set(alpha, p.background.alpha);
+  }
+};
+
+template <>
+struct type_conversion<RawMaterial> {
+  typedef values base_type;
+  static const PatternColumns& cut() {
+    static const PatternColumns columns("cut_pattern_");
+    return columns;
+  }
+  static const PatternColumns& surface() {
+    static const PatternColumns columns("surface_pattern_");
+    return columns;
+  }
+  static void from_base(const values& v, indicator, RawMaterial& m) {
+    m.id = v.get<int>("id");
+    m.name = v.get<std::string>("name");
+    m.typeId = v.get<int>("type_id", 0);
+    m.description = v.get<std::string>("description");
+    m.comments = v.get<std::string>("comments");
+    m.appearance = v.get<std::string>("appearance");
+    cut().read(v, m.cut);
+    surface().read(v, m.surface);
+    m.informationId = v.get<int>("information_asset_id", 0);
+    m.physicalId = v.get<int>("physical_asset_id", 0);
+    m.bimId = v.get<int>("bim_asset_id", 0);
+  }
+  static void to_base(const RawMaterial& m, values& v, indicator& ind) {
+    auto id = [&v](const char* column, sqlite3_int64 value) {
+      v.set(column, static_cast<int>(value), value ? i_ok : i_null);
+    };
+    v.set("name", m.name);
+    id("type_id", m.typeId);
+    v.set("description", m.description);
+    v.set("comments", m.comments);
+    v.set("appearance", m.appearance);
+    cut().write(m.cut, v);
+    surface().write(m.surface, v);
+    id("information_asset_id", m.informationId);
+    id("physical_asset_id", m.physicalId);
+    id("bim_asset_id", m.bimId);
+    ind = i_ok;
+  }
+};
+
+}  // namespace soci
+
+namespace {
+
+#define TB_NAMED_PATTERN_MARKS(p)                                                                        \
+  ":" p "type, :" p "name, :" p "scale, :" p "angle, :" p "cross, :" p "annotative, :" p                 \
+  "background_color_type, :" p "background_color_red, :" p "background_color_green, :" p               \
+  "background_color_blue, :" p "background_color_alpha"
+
+std::unique_ptr<soci::session> openSoci(const std::string& path) {
+  auto sql = std::make_unique<soci::session>(*soci::factory_sqlite3(), path);
+  *sql << "PRAGMA foreign_keys=ON";  // as every library connection has it
+  return sql;
+}
+
+long long lastId(soci::session& sql, const char* table) {
+  long long id = 0;
+  if (!sql.get_last_insert_id(table, id)) throw std::runtime_error("no last insert id");
+  return id;
+}
+
+double saveMaterialsSoci(const std::string& path, int n) {
+  auto session = openSoci(path);
+  soci::session& sql = *session;
+  // The records, filled before the clock starts as the other sides' are.
+  std::vector<RawMaterial> materials(static_cast<std::size_t>(n));
+  std::vector<RawPhysicalAsset> assets(static_cast<std::size_t>(n));
+  std::vector<std::string> custom[2];
+  for (int i = 0; i < n; ++i) {
+    RawMaterial& m = materials[static_cast<std::size_t>(i)];
+    m.name = materialName(i);
+    m.description = materialDescription(i);
+    m.appearance = appearanceName(i);
+    m.cut.type = static_cast<int>(Pattern::Type::Predefined);
+    m.cut.name = kCutPatternName;
+    RawPhysicalAsset& a = assets[static_cast<std::size_t>(i)];
+    a.name = assetName(i);
+    a.hasDensity = a.hasSpecificHeat = a.hasConductivity = true;
+    a.density = density(i);
+    a.specificHeat = specificHeat(i);
+    a.conductivity = conductivity(i);
+    for (int p = 0; p < 2; ++p) custom[p].push_back(customValue(i, p));
+  }
+  RawNamed named;
+  RawProperty property;
+  RawPhysicalAsset asset;
+  RawMaterial material;
+  std::string typeId = "tarnlib::PhysicalAsset";
+  long long ownerId = 0;
+  int index = 0;
+  long long referenceId = 0;
+  std::string value;
+  soci::statement insertType = (sql.prepare << "INSERT INTO tarnlib_MaterialType (id, name) VALUES (NULL, :name)",
+                                soci::use(std::as_const(named)));
+  soci::statement insertTag =
+      (sql.prepare << "INSERT INTO tarnlib_Tag (id, name) VALUES (NULL, :name)", soci::use(std::as_const(named)));
+  soci::statement insertProperty =
+      (sql.prepare << "INSERT INTO tarnlib_CustomProperty (id, name, object_type) VALUES (NULL, :name, :object_type)",
+       soci::use(std::as_const(property)));
+  soci::statement insertRoot =
+      (sql.prepare << "INSERT INTO tarnlib_Asset (id, typeid) VALUES (NULL, :typeid)", soci::use(typeId));
+  soci::statement insertAsset =
+      (sql.prepare << "INSERT INTO tarnlib_PhysicalAsset (id, name, description, density, specific_heat, "
+                      "thermal_conductivity) VALUES (:id, :name, :description, :density, :specific_heat, "
+                      ":thermal_conductivity)",
+       soci::use(std::as_const(asset)));
+  soci::statement insertMaterial =
+      (sql.prepare << "INSERT INTO tarnlib_Material (" TB_MATERIAL_COLUMNS
+                      ") VALUES (NULL, :name, :type_id, :description, :comments, :appearance, "
+                      TB_NAMED_PATTERN_MARKS("cut_pattern_") ", " TB_NAMED_PATTERN_MARKS("surface_pattern_")
+                      ", :information_asset_id, :physical_asset_id, :bim_asset_id)",
+       soci::use(std::as_const(material)));
+  soci::statement insertTagRow =
+      (sql.prepare << "INSERT INTO tarnlib_Material_tags (object_id, \"index\", tag_id) VALUES (:o, :i, :t)",
+       soci::use(ownerId), soci::use(index), soci::use(referenceId));
+  soci::statement insertValueRow =
+      (sql.prepare << "INSERT INTO tarnlib_Material_custom_values (object_id, property_id, value) "
+                      "VALUES (:o, :p, :v)",
+       soci::use(ownerId), soci::use(referenceId), soci::use(value));
+  return secondsOf([&] {
+    soci::transaction tx(sql);
+    long long typeIds[kTypes];
+    for (int t = 0; t < kTypes; ++t) {
+      named.name = kTypeNames[t];
+      insertType.execute(true);
+      typeIds[t] = lastId(sql, "tarnlib_MaterialType");
+    }
+    long long tagIds[kTags];
+    for (int t = 0; t < kTags; ++t) {
+      named.name = tagName(t);
+      insertTag.execute(true);
+      tagIds[t] = lastId(sql, "tarnlib_Tag");
+    }
+    long long propertyIds[2];
+    for (int p = 0; p < 2; ++p) {
+      property.name = kPropertyNames[p];
+      property.objectType = static_cast<int>(ObjectType::Material);
+      insertProperty.execute(true);
+      propertyIds[p] = lastId(sql, "tarnlib_CustomProperty");
+    }
+    for (int i = 0; i < n; ++i) {
+      const std::size_t at = static_cast<std::size_t>(i);
+      insertRoot.execute(true);
+      asset = assets[at];
+      asset.id = lastId(sql, "tarnlib_Asset");
+      insertAsset.execute(true);
+      material = materials[at];
+      material.typeId = typeIds[typeOf(i)];
+      material.physicalId = asset.id;
+      insertMaterial.execute(true);
+      ownerId = lastId(sql, "tarnlib_Material");
+      const int tagOf[2] = {firstTag(i), secondTag(i)};
+      for (index = 0; index < 2; ++index) {
+        referenceId = tagIds[tagOf[index]];
+        insertTagRow.execute(true);
+      }
+      for (int k = 0; k < 2; ++k) {
+        referenceId = propertyIds[k];
+        value = custom[k][at];
+        insertValueRow.execute(true);
+      }
+    }
+    tx.commit();
+  });
+}
+
+// Materials with everything they refer to, read in one batch per table as the
+// baseline's reader does, into the same records.
+class SociMaterialReader {
+ public:
+  explicit SociMaterialReader(soci::session& sql)
+      : allRows_((sql.prepare << "SELECT " TB_MATERIAL_COLUMNS " FROM tarnlib_Material ORDER BY id",
+                  soci::into(material_))),
+        allTags_((sql.prepare << "SELECT object_id, tag_id FROM tarnlib_Material_tags ORDER BY object_id, \"index\"",
+                  soci::into(ownerId_), soci::into(referenceId_))),
+        allValues_((sql.prepare << "SELECT object_id, property_id, value FROM tarnlib_Material_custom_values "
+                                   "ORDER BY object_id",
+                    soci::into(ownerId_), soci::into(referenceId_, referenceNull_), soci::into(value_))),
+        types_((sql.prepare << "SELECT id, name FROM tarnlib_MaterialType WHERE id IN (SELECT value FROM "
+                               "json_each(:ids))",
+                soci::use(list_), soci::into(named_))),
+        tags_((sql.prepare << "SELECT id, name FROM tarnlib_Tag WHERE id IN (SELECT value FROM json_each(:ids))",
+               soci::use(list_), soci::into(named_))),
+        properties_((sql.prepare << "SELECT id, name, object_type FROM tarnlib_CustomProperty WHERE id IN "
+                                    "(SELECT value FROM json_each(:ids))",
+                     soci::use(list_), soci::into(property_))),
+        allAssets_((sql.prepare << "SELECT p.id, p.name, p.description, p.density, p.specific_heat, "
+                                   "p.thermal_conductivity FROM tarnlib_PhysicalAsset p LEFT JOIN tarnlib_Asset a "
+                                   "ON a.id = p.id ORDER BY p.id",
+                    soci::into(asset_))) {}
+
+  std::vector<RawMaterial> materials;
+  std::unordered_map<sqlite3_int64, std::size_t> index;
+  std::unordered_map<sqlite3_int64, RawNamed> types;
+  std::unordered_map<sqlite3_int64, RawNamed> tags;
+  std::unordered_map<sqlite3_int64, RawProperty> properties;
+  std::vector<RawPhysicalAsset> assets;
+  std::unordered_map<sqlite3_int64, std::size_t> assetIndex;
+
+  void clear() {
+    materials = {};
+    index = {};
+    types = {};
+    tags = {};
+    properties = {};
+    assets = {};
+    assetIndex = {};
+  }
+
+  // Every material.
+  void readAll() {
+    std::set<sqlite3_int64> typeIds, tagIds, propertyIds;
+    allRows_.execute();
+    while (allRows_.fetch()) {
+      if (material_.typeId) typeIds.insert(material_.typeId);
+      index.emplace(material_.id, materials.size());
+      materials.push_back(material_);
+    }
+    std::vector<std::pair<RawMaterial*, sqlite3_int64>> tagRefs;
+    std::vector<std::pair<std::pair<RawMaterial*, std::size_t>, sqlite3_int64>> propertyRefs;
+    allTags_.execute();
+    while (allTags_.fetch()) {
+      auto it = index.find(ownerId_);
+      if (it == index.end()) continue;
+      tagIds.insert(referenceId_);
+      tagRefs.emplace_back(&materials[it->second], referenceId_);
+    }
+    allValues_.execute();
+    while (allValues_.fetch()) {
+      auto it = index.find(ownerId_);
+      if (it == index.end() || referenceNull_ != soci::i_ok) continue;
+      RawMaterial& m = materials[it->second];
+      propertyIds.insert(referenceId_);
+      propertyRefs.emplace_back(std::make_pair(&m, m.customValues.size()), referenceId_);
+      m.customValues.emplace_back(nullptr, value_);
+    }
+    readNamed(types_, typeIds, types);
+    readNamed(tags_, tagIds, tags);
+    list_ = jsonIds(std::vector<sqlite3_int64>(propertyIds.begin(), propertyIds.end()));
+    properties_.execute();
+    while (properties_.fetch()) properties.emplace(property_.id, property_);
+    allAssets_.execute();
+    while (allAssets_.fetch()) {
+      assetIndex.emplace(asset_.id, assets.size());
+      assets.push_back(asset_);
+    }
+    for (RawMaterial& m : materials) {
+      if (m.typeId) m.type = &types[m.typeId];
+      if (m.physicalId) m.physical = &assets[assetIndex.at(m.physicalId)];
+    }
+    for (const auto& [m, id] : tagRefs) m->tags.push_back(&tags[id]);
+    for (const auto& [slot, id] : propertyRefs) slot.first->customValues[slot.second].first = &properties[id];
+  }
+
+ private:
+  void readNamed(soci::statement& stmt, const std::set<sqlite3_int64>& ids,
+                 std::unordered_map<sqlite3_int64, RawNamed>& out) {
+    list_ = jsonIds(std::vector<sqlite3_int64>(ids.begin(), ids.end()));
+    stmt.execute();
+    while (stmt.fetch()) out.emplace(named_.id, named_);
+  }
+
+  RawMaterial material_;
+  RawNamed named_;
+  RawProperty property_;
+  RawPhysicalAsset asset_;
+  std::string list_;
+  long long ownerId_ = 0;
+  long long referenceId_ = 0;
+  soci::indicator referenceNull_ = soci::i_ok;
+  std::string value_;
+  soci::statement allRows_;
+  soci::statement allTags_;
+  soci::statement allValues_;
+  soci::statement types_;
+  soci::statement tags_;
+  soci::statement properties_;
+  soci::statement allAssets_;
+};
+
+class LoadMaterialsSoci {
+ public:
+  explicit LoadMaterialsSoci(const Files& f)
+      : n_(f.n), sql_(openSoci(f.filled)), reader_(std::make_unique<SociMaterialReader>(*sql_)) {}
+  double operator()() {
+    reader_->clear();
+    const double seconds = secondsOf([&] {
+      soci::transaction tx(*sql_);
+      reader_->readAll();
+      tx.commit();
+    });
+    if (reader_->materials.size() != static_cast<std::size_t>(n_) || !completeRaw(reader_->materials.back()))
+      throw std::runtime_error("load materials (SOCI): wrong result");
+    return seconds;
+  }
+
+ private:
+  int n_;
+  std::unique_ptr<soci::session> sql_;
+  std::unique_ptr<SociMaterialReader> reader_;
+};
+
+// One material after another by id, with the same nine statements as the
+// baseline's.
+class GetMaterialSoci {
+ public:
+  explicit GetMaterialSoci(const Files& f)
+      : ids_(randomIds(f.n)),
+        sql_(openSoci(f.filled)),
+        row_((sql_->prepare << "SELECT " TB_MATERIAL_COLUMNS " FROM tarnlib_Material WHERE id = :id", soci::use(id_),
+              soci::into(material_))),
+        tagRows_((sql_->prepare << "SELECT tag_id FROM tarnlib_Material_tags WHERE object_id = :id ORDER BY \"index\"",
+                  soci::use(id_), soci::into(referenceId_))),
+        valueRows_((sql_->prepare << "SELECT property_id, value FROM tarnlib_Material_custom_values WHERE object_id = :id",
+                    soci::use(id_), soci::into(referenceId_), soci::into(value_))),
+        type_((sql_->prepare << "SELECT id, name FROM tarnlib_MaterialType WHERE id = :id", soci::use(otherId_),
+               soci::into(named_))),
+        tag_((sql_->prepare << "SELECT id, name FROM tarnlib_Tag WHERE id = :id", soci::use(otherId_),
+              soci::into(named_))),
+        property_((sql_->prepare << "SELECT id, name, object_type FROM tarnlib_CustomProperty WHERE id = :id",
+                   soci::use(otherId_), soci::into(propertyRecord_))),
+        asset_((sql_->prepare << "SELECT p.id, p.name, p.description, p.density, p.specific_heat, "
+                                 "p.thermal_conductivity FROM tarnlib_PhysicalAsset p LEFT JOIN tarnlib_Asset a "
+                                 "ON a.id = p.id WHERE p.id = :id",
+                soci::use(otherId_), soci::into(assetRecord_))) {}
+
+  double operator()() {
+    std::size_t found = 0;
+    const double seconds = secondsOf([&] {
+      soci::transaction tx(*sql_);
+      for (std::uint32_t id : ids_) {
+        RawMaterial m;
+        RawNamed type;
+        RawNamed tags[2];
+        RawProperty properties[2];
+        RawPhysicalAsset asset;
+        id_ = id;
+        if (!row_.execute(true)) continue;
+        m = material_;
+        std::vector<long long> tagIds;
+        tagRows_.execute();
+        while (tagRows_.fetch()) tagIds.push_back(referenceId_);
+        for (std::size_t k = 0; k < tagIds.size() && k < 2; ++k) {
+          otherId_ = tagIds[k];
+          if (tag_.execute(true)) {
+            tags[k] = named_;
+            m.tags.push_back(&tags[k]);
+          }
+        }
+        std::vector<std::pair<long long, std::string>> values;
+        valueRows_.execute();
+        while (valueRows_.fetch()) values.emplace_back(referenceId_, value_);
+        for (std::size_t k = 0; k < values.size() && k < 2; ++k) {
+          otherId_ = values[k].first;
+          if (property_.execute(true)) {
+            properties[k] = propertyRecord_;
+            m.customValues.emplace_back(&properties[k], values[k].second);
+          }
+        }
+        if (m.typeId) {
+          otherId_ = m.typeId;
+          if (type_.execute(true)) {
+            type = named_;
+            m.type = &type;
+          }
+        }
+        if (m.physicalId) {
+          otherId_ = m.physicalId;
+          if (asset_.execute(true)) {
+            asset = assetRecord_;
+            m.physical = &asset;
+          }
+        }
+        found += completeRaw(m) ? 1 : 0;
+        benchmark::DoNotOptimize(m);
+      }
+      tx.commit();
+    });
+    if (found != ids_.size()) throw std::runtime_error("get materials (SOCI): wrong result");
+    return seconds;
+  }
+
+ private:
+  std::vector<std::uint32_t> ids_;
+  std::unique_ptr<soci::session> sql_;
+  long long id_ = 0;
+  long long otherId_ = 0;
+  long long referenceId_ = 0;
+  std::string value_;
+  RawMaterial material_;
+  RawNamed named_;
+  RawProperty propertyRecord_;
+  RawPhysicalAsset assetRecord_;
+  soci::statement row_;
+  soci::statement tagRows_;
+  soci::statement valueRows_;
+  soci::statement type_;
+  soci::statement tag_;
+  soci::statement property_;
+  soci::statement asset_;
+};
+
+#endif  // TARNLIB_BENCH_SOCI
+
+// ---- Checks ---------------------------------------------------------------------------
+
+// Every row that a save of materials writes, one line per row, with the
+// references given by the names they lead to: the sides number the shared
+// tags in different orders.
+std::string rowsOf(const std::string& path) {
+  static const char* const kQueries[] = {
+      "SELECT name FROM tarnlib_MaterialType ORDER BY 1",
+      "SELECT name FROM tarnlib_Tag ORDER BY 1",
+      "SELECT name, object_type FROM tarnlib_CustomProperty ORDER BY 1",
+      "SELECT a.typeid, p.name, p.description, p.density, p.specific_heat, p.thermal_conductivity "
+      "FROM tarnlib_Asset a LEFT JOIN tarnlib_PhysicalAsset p ON p.id = a.id ORDER BY 2",
+      "SELECT m.name, t.name, m.description, m.comments, m.appearance, " TB_PATTERN_COLUMNS("m.cut_pattern_") ", "
+      TB_PATTERN_COLUMNS("m.surface_pattern_") ", m.information_asset_id, p.name, m.bim_asset_id "
+      "FROM tarnlib_Material m LEFT JOIN tarnlib_MaterialType t ON t.id = m.type_id "
+      "LEFT JOIN tarnlib_PhysicalAsset p ON p.id = m.physical_asset_id ORDER BY 1",
+      "SELECT m.name, r.\"index\", t.name FROM tarnlib_Material_tags r JOIN tarnlib_Material m ON m.id = r.object_id "
+      "JOIN tarnlib_Tag t ON t.id = r.tag_id ORDER BY 1, 2",
+      "SELECT m.name, c.name, r.value FROM tarnlib_Material_custom_values r "
+      "JOIN tarnlib_Material m ON m.id = r.object_id JOIN tarnlib_CustomProperty c ON c.id = r.property_id "
+      "ORDER BY 1, 2"};
+  Sqlite db(path);
+  std::string out;
+  for (const char* query : kQueries) {
+    sqlite3_stmt* rows = db.prepare(query);
+    while (sqlite3_step(rows) == SQLITE_ROW) {
+      for (int c = 0; c < sqlite3_column_count(rows); ++c) {
+        out += c ? "|" : "";
+        out += sqlite3_column_type(rows, c) == SQLITE_NULL ? std::string("NULL") : columnText(rows, c);
+      }
+      out += '\n';
+    }
+  }
+  return out;
+}
+
+// Whether every side of the save writes the same rows, on a few materials;
+// says where the first difference is when not.
+bool sameRowsSaved(const Files& f) {
+  const int n = std::min(f.n, 500);
+  const std::string file = (f.dir / "check.tlib").string();
+  auto rowsAfter = [&](auto save) {
+    fs::copy_file(f.empty, file, fs::copy_options::overwrite_existing);
+    save(file, n);
+    return rowsOf(file);
+  };
+  const std::string ours = rowsAfter(saveMaterialsOurs);
+  std::vector<std::pair<const char*, std::string>> others{{"raw SQLite", rowsAfter(saveMaterialsRaw)}};
+#ifdef TARNLIB_BENCH_SOCI
+  others.emplace_back("SOCI", rowsAfter(saveMaterialsSoci));
+#endif
+  bool same = true;
+  for (const auto& [name, rows] : others) {
+    if (rows == ours) continue;
+    std::size_t at = 0;
+    while (at < rows.size() && at < ours.size() && rows[at] == ours[at]) ++at;
+    const std::size_t from = at > 200 ? at - 200 : 0;
+    std::printf("save materials: %s writes other rows than tarnlib from byte %zu\n--- tarnlib:\n%s\n--- %s:\n%s\n",
+                name, at, ours.substr(from, 400).c_str(), name, rows.substr(from, 400).c_str());
+    same = false;
+  }
+  return same;
+}
+
 // ---- Runs ---------------------------------------------------------------------------
+
+#ifdef TARNLIB_BENCH_SOCI
+const char* const kPeer = "SOCI";
+#else
+const char* const kPeer = nullptr;
+#endif
 
 
 void BM_SaveMaterials(benchmark::State& state) {
   const Files& f = files();
-  paired(
-      state, "save materials",
-      [&] {
-        f.fresh(f.empty);
-        return saveMaterialsOurs(f.work, f.n);
-      },
-      [&] {
-        f.fresh(f.empty);
-        return saveMaterialsRaw(f.work, f.n);
-      });
+  auto ours = [&] {
+    f.fresh(f.empty);
+    return saveMaterialsOurs(f.work, f.n);
+  };
+  auto raw = [&] {
+    f.fresh(f.empty);
+    return saveMaterialsRaw(f.work, f.n);
+  };
+#ifdef TARNLIB_BENCH_SOCI
+  tripled(state, "save materials", ours, raw, [&] {
+    f.fresh(f.empty);
+    return saveMaterialsSoci(f.work, f.n);
+  });
+#else
+  paired(state, "save materials", ours, raw);
+#endif
 }
 
 void BM_LoadMaterials(benchmark::State& state) {
+#ifdef TARNLIB_BENCH_SOCI
+  tripled(state, "load materials", LoadMaterialsOurs(files()), LoadMaterialsRaw(files()),
+          LoadMaterialsSoci(files()));
+#else
   paired(state, "load materials", LoadMaterialsOurs(files()), LoadMaterialsRaw(files()));
+#endif
 }
 
 void BM_GetMaterial(benchmark::State& state) {
+#ifdef TARNLIB_BENCH_SOCI
+  tripled(state, "get materials", GetMaterialOurs(files()), GetMaterialRaw(files()), GetMaterialSoci(files()));
+#else
   paired(state, "get materials", GetMaterialOurs(files()), GetMaterialRaw(files()));
+#endif
 }
 
 void BM_SaveCompositions(benchmark::State& state) {
@@ -1030,16 +1642,18 @@ int main(int argc, char** argv) {
   saveMaterialsOurs(f.materials, f.n);
   fs::copy_file(f.materials, f.filled, fs::copy_options::overwrite_existing);
   saveCompositionsOurs(f.filled, f.compositions, f.n);
+  if (!sameRowsSaved(f)) return 1;
 
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 
   tarnlib::bench::printSummary(std::to_string(f.n) + " materials, " + std::to_string(f.compositions) +
                                    " compositions of " + std::to_string(kPlies) + " plies",
-                               {{"save materials", "save materials (1 tx)", 1.3},
-                                {"load materials", "load all materials", 1.5},
-                                {"get materials", "get material by random id", 2.0},
-                                {"save compositions", "save compositions (1 tx)", 0},
-                                {"load compositions", "load all compositions", 0}});
+                               {{"save materials", "save materials (1 tx)", 1.2},
+                                {"load materials", "load all materials", 1.25},
+                                {"get materials", "get material by random id", 1.35},
+                                {"save compositions", "save compositions (1 tx)", 1.2},
+                                {"load compositions", "load all compositions", 1.25}},
+                               kPeer);
   return 0;
 }
