@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "catalogue_file.h"
+#include "types.h"
 
 namespace tarn {
 
@@ -28,10 +29,18 @@ void addExchangeCommands(CLI::App& app, Commands& commands);
 void addDemoCommand(CLI::App& app, Commands& commands);
 // units
 void addUnitsCommand(CLI::App& app, Commands& commands);
+// draw, report
+void addPictureCommands(CLI::App& app, Commands& commands);
 
 // openCatalogue, telling the user on stderr when an older file is migrated or
 // read through a migrated copy.
 Catalogue openNoted(const std::string& file, Access access);
+
+// The object of `type` that a command-line argument names: digits are tried as
+// an id first, then as an exact name (a profile's size text). Throws Failure
+// naming `key` when none or several objects have that name.
+ObjectPtr findObject(const tarnlib::Library& library, const TypeEntry& type, const std::string& file,
+                     const std::string& key);
 
 // Runs `work`, turning the library's exceptions into Failures naming `file`.
 void onFile(const std::string& file, const std::function<void()>& work);

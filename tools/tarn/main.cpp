@@ -56,6 +56,7 @@ int main(int argc, char** argv) {
   tarn::addXmlCommands(app, commands);
   tarn::addExchangeCommands(app, commands);
   tarn::addDemoCommand(app, commands);
+  tarn::addPictureCommands(app, commands);
 
   std::string topic;
   CLI::App* help = app.add_subcommand("help", "Show the help of tarn or of one subcommand");

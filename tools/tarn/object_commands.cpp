@@ -107,35 +107,6 @@ void addCount(CLI::App& app, Commands& commands) {
   };
 }
 
-// The object an argument names: digits are tried as an id first, then as a name.
-ObjectPtr find(const Library& library, const TypeEntry& type, const std::string& file,
-               const std::string& key) {
-  if (allDigits(key)) {
-    try {
-      if (ObjectPtr object = type.get(library, parseId(key))) return object;
-    } catch (const Failure&) {
-      // Not a possible id ("0", too large): it can still be a name.
-    }
-  }
-  // LIKE with the name itself finds at least the exact name; the wildcards and
-  // the case blindness of LIKE are taken back out here.
-  Filter filter;
-  filter.namePattern = key;
-  std::vector<ObjectPtr> named;
-  for (ObjectPtr& object : type.list(library, filter))
-    if (nameOf(*object) == key) named.push_back(std::move(object));
-  if (named.empty())
-    throw Failure(
-        key, "no " + type.name + " with that " + (allDigits(key) ? "id or name" : "name") + " in " + file);
-  if (named.size() > 1) {
-    std::string ids;
-    for (const ObjectPtr& object : named) ids += (ids.empty() ? "" : ", ") + std::to_string(object->id());
-    throw Failure(key, std::to_string(named.size()) + " " + type.name + " objects have that name (ids " +
-                           ids + "); give an id");
-  }
-  return named.front();
-}
-
 void addShow(CLI::App& app, Commands& commands) {
   struct Options {
     std::string file;
@@ -155,7 +126,7 @@ void addShow(CLI::App& app, Commands& commands) {
     if (o->key.empty()) throw Failure("\"\"", "an empty name names no object");
     Catalogue catalogue = openNoted(o->file, Access::Read);
     onFile(o->file, [&] {
-      Json record = describe(*find(catalogue.library(), type, o->file, o->key));
+      Json record = describe(*findObject(catalogue.library(), type, o->file, o->key));
       if (o->json)
         std::cout << record.dump(2) << '\n';
       else
@@ -297,6 +268,34 @@ void addPurge(CLI::App& app, Commands& commands) {
 }
 
 }  // namespace
+
+ObjectPtr findObject(const Library& library, const TypeEntry& type, const std::string& file,
+                     const std::string& key) {
+  if (allDigits(key)) {
+    try {
+      if (ObjectPtr object = type.get(library, parseId(key))) return object;
+    } catch (const Failure&) {
+      // Not a possible id ("0", too large): it can still be a name.
+    }
+  }
+  // LIKE with the name itself finds at least the exact name; the wildcards and
+  // the case blindness of LIKE are taken back out here.
+  Filter filter;
+  filter.namePattern = key;
+  std::vector<ObjectPtr> named;
+  for (ObjectPtr& object : type.list(library, filter))
+    if (nameOf(*object) == key) named.push_back(std::move(object));
+  if (named.empty())
+    throw Failure(
+        key, "no " + type.name + " with that " + (allDigits(key) ? "id or name" : "name") + " in " + file);
+  if (named.size() > 1) {
+    std::string ids;
+    for (const ObjectPtr& object : named) ids += (ids.empty() ? "" : ", ") + std::to_string(object->id());
+    throw Failure(key, std::to_string(named.size()) + " " + type.name + " objects have that name (ids " +
+                           ids + "); give an id");
+  }
+  return named.front();
+}
 
 void addObjectCommands(CLI::App& app, Commands& commands) {
   addList(app, commands);

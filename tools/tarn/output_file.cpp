@@ -67,7 +67,16 @@ OutputFile::~OutputFile() {
 void OutputFile::write(const pugi::xml_document& document) {
   DescriptorWriter writer(fd_);
   document.save(writer, kIndent, pugi::format_default, pugi::encoding_utf8);
-  int error = writer.error();
+  finish(writer.error());
+}
+
+void OutputFile::write(const std::string& text) {
+  DescriptorWriter writer(fd_);
+  writer.write(text.data(), text.size());
+  finish(writer.error());
+}
+
+void OutputFile::finish(int error) {
   if (error == 0 && ::fsync(fd_) != 0) error = errno;
   if (::close(fd_) != 0 && error == 0) error = errno;
   fd_ = -1;

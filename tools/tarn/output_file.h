@@ -1,4 +1,4 @@
-// An XML document written to a file so that the file is either the whole new
+// A document written to a file so that the file is either the whole new
 // document or what it was before: export's output and sync's report.
 #ifndef TARN_OUTPUT_FILE_H_
 #define TARN_OUTPUT_FILE_H_
@@ -30,8 +30,14 @@ class OutputFile {
   // Saves the document and puts it in place; Failure naming the file when it
   // cannot be written, the file then being as it was.
   void write(const pugi::xml_document& document);
+  // The same for a document that is text already (an SVG drawing).
+  void write(const std::string& text);
 
  private:
+  // Syncs, closes and renames the temporary into place after a write that
+  // ended with `error` (0 for none).
+  void finish(int error);
+
   std::string path_;
   std::string temporary_;
   int fd_ = -1;
