@@ -172,7 +172,6 @@ void addReport(CLI::App& app, Commands& commands) {
       ->type_name("DIR")
       ->required();
   commands[cmd] = [o] {
-    refuseIfReadOnly(o->dir);
     const fs::path target = fs::absolute(fs::u8path(o->dir));
     std::error_code ec;
     if (fs::exists(target, ec)) {

@@ -209,8 +209,8 @@ std::string patternText(const tarnlib::Pattern& p) {
     case tarnlib::Pattern::Type::None:
       return "none";
     case tarnlib::Pattern::Type::UserDefined:
-      return std::string(p.cross ? "crossed lines" : "lines") + " at " + formatNumber(p.angle) + "°, " +
-             formatNumber(p.scale) + " apart";
+      return std::string(p.cross ? "crossed lines" : "lines") + " at " + formatNumber(p.angle) + "°" +
+             ", scale " + formatNumber(p.scale);
     default:
       return (p.type == tarnlib::Pattern::Type::Predefined ? "predefined " : "custom ") + utf8(p.name) +
              ", scale " + formatNumber(p.scale) + ", at " + formatNumber(p.angle) + "°";
