@@ -297,15 +297,25 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
 
   // ---- Index
   {
-    std::string body = "<h2>Objects per type</h2>\n<table>\n";
+    // The search first, the counts beside it; a count links to its list.
+    const std::map<tarnlib::ObjectType, std::string> lists = {{tarnlib::ObjectType::Material, "materials.html"},
+                                                               {tarnlib::ObjectType::Composition, "compositions.html"},
+                                                               {tarnlib::ObjectType::PropertySet, "property-sets.html"}};
+    std::string counts = "<h2>Objects per type</h2>\n<table>\n";
     Filter ownClass;
     ownClass.ownClassOnly = true;
     for (const TypeEntry& type : typeTable())
       if (type.kinds.empty())
-        if (std::size_t n = type.count(library, ownClass))
-          body += "<tr><th>" + esc(type.name) + "</th><td class=\"n\">" + std::to_string(n) + "</td></tr>\n";
-    body += "</table>\n<h2>Search</h2>\n<p><input id=\"search\" type=\"search\" placeholder=\"Name, type or series\" "
-            "aria-label=\"Search the catalogue\"> <span id=\"shown\" class=\"kind\"></span></p>\n<ul id=\"objects\">\n";
+        if (std::size_t n = type.count(library, ownClass)) {
+          auto list = lists.find(type.type);
+          const std::string href = list != lists.end() ? list->second : type.bySeries ? "profiles.html" : "";
+          counts += "<tr><th>" + (href.empty() ? esc(type.name) : "<a href=\"" + href + "\">" + esc(type.name) + "</a>") +
+                    "</th><td class=\"n\">" + std::to_string(n) + "</td></tr>\n";
+        }
+    counts += "</table>\n";
+    std::string body = "<div class=\"columns\">\n<div>\n<h2>Search</h2>\n<p><input id=\"search\" type=\"search\" "
+                       "placeholder=\"Name, type or series\" aria-label=\"Search the catalogue\"> <span id=\"shown\" "
+                       "class=\"kind\"></span></p>\n<ul id=\"objects\">\n";
     for (const auto& m : materials)
       body += indexEntry("material-" + idText(m->id()) + ".html", utf8(m->name()), "Material");
     for (const auto& c : compositions)
@@ -317,7 +327,7 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
     }
     for (const auto& s : sets)
       body += indexEntry("property-set-" + idText(s->id()) + ".html", utf8(s->name()), "PropertySet");
-    body += "</ul>\n";
+    body += "</ul>\n</div>\n<div>\n" + counts + "</div>\n</div>\n";
     site.page("index.html", "Catalogue", body, kSearchScript);
   }
 

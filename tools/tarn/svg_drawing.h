@@ -49,7 +49,7 @@ std::string escapeMarkup(const std::string& text);
 
 // A number for people: at most `digits` significant digits, no exponent for
 // the magnitudes catalogues hold, no trailing zeros ("102.5", "0.2", "1200").
-std::string formatNumber(double value, int digits = 6);
+std::string formatNumber(double value, int digits = 5);
 
 }  // namespace tarn
 
