@@ -68,8 +68,10 @@ bool installed(const char* program) {
 std::pair<unsigned, unsigned> pngSize(const std::string& png) {
   if (png.size() < 24 || png.compare(1, 3, "PNG") != 0) return {0, 0};
   auto be = [&](std::size_t at) {
-    return (unsigned(static_cast<unsigned char>(png[at])) << 24) | (unsigned(static_cast<unsigned char>(png[at + 1])) << 16) |
-           (unsigned(static_cast<unsigned char>(png[at + 2])) << 8) | unsigned(static_cast<unsigned char>(png[at + 3]));
+    return (unsigned(static_cast<unsigned char>(png[at])) << 24) |
+           (unsigned(static_cast<unsigned char>(png[at + 1])) << 16) |
+           (unsigned(static_cast<unsigned char>(png[at + 2])) << 8) |
+           unsigned(static_cast<unsigned char>(png[at + 3]));
   };
   return {be(16), be(20)};
 }
@@ -82,7 +84,8 @@ std::pair<double, double> svgSize(const pugi::xml_document& svg) {
 
 // Renders `svg` to `png` at 96 dpi; the PNG's bytes, empty on failure.
 std::string render(const std::string& svg, const std::string& png, const TempDir& dir) {
-  const Outcome run = shell("rsvg-convert --dpi-x 96 --dpi-y 96 -f png -o " + quoted(png) + " " + quoted(svg), dir);
+  const Outcome run =
+      shell("rsvg-convert --dpi-x 96 --dpi-y 96 -f png -o " + quoted(png) + " " + quoted(svg), dir);
   return run.status == 0 ? readBytes(png) : std::string();
 }
 
@@ -92,7 +95,8 @@ class Pictures : public ::testing::Test {
     sample_ = new TempDir;
     const Outcome demo = tarn({"demo", sample_->file("demo.sqlite"), "--data", TARN_DATA_DIR}, *sample_);
     ASSERT_EQ(demo.status, 0) << demo.err;
-    const Outcome report = tarn({"report", sample_->file("demo.sqlite"), "-o", sample_->file("site")}, *sample_);
+    const Outcome report =
+        tarn({"report", sample_->file("demo.sqlite"), "-o", sample_->file("site")}, *sample_);
     ASSERT_EQ(report.status, 0) << report.err;
   }
   static void TearDownTestSuite() {
@@ -117,7 +121,8 @@ TEST_F(Pictures, DrawWritesOneDrawingOfAProfileOrCompositionByNameOrId) {
   EXPECT_NE(beam.out.find(">100 mm</text>"), std::string::npos);
   EXPECT_NE(beam.out.find(">200 mm</text>"), std::string::npos);
 
-  const Outcome wall = tarn({"draw", file(), "composition", "External wall, timber frame", "-o", dir.file("w.svg")}, dir);
+  const Outcome wall =
+      tarn({"draw", file(), "composition", "External wall, timber frame", "-o", dir.file("w.svg")}, dir);
   ASSERT_EQ(wall.status, 0) << wall.err;
   EXPECT_EQ(wall.out, "");
   const std::string drawn = readBytes(dir.file("w.svg"));
@@ -146,8 +151,10 @@ TEST_F(Pictures, EverySampleDrawingRendersToAnImageOfItsSize) {
   const std::string images = dir.file("png");
   fs::create_directory(images);
   // One converter per drawing, a few at a time.
-  const Outcome rendered = shell("cd " + quoted(drawings) + " && printf '%s\\0' *.svg | xargs -0 -P 3 -I{} "
-                                 "rsvg-convert --dpi-x 96 --dpi-y 96 -f png -o " + quoted(images) + "/{}.png {}",
+  const Outcome rendered = shell("cd " + quoted(drawings) +
+                                     " && printf '%s\\0' *.svg | xargs -0 -P 3 -I{} "
+                                     "rsvg-convert --dpi-x 96 --dpi-y 96 -f png -o " +
+                                     quoted(images) + "/{}.png {}",
                                  dir);
   ASSERT_EQ(rendered.status, 0) << rendered.err;
 
@@ -197,7 +204,8 @@ TEST_F(Pictures, EveryLinkOfTheReportResolves) {
     if (entry.path().extension() != ".html") continue;
     ++pages;
     const std::string html = readBytes(entry.path().string());
-    for (auto m = std::sregex_iterator(html.begin(), html.end(), reference); m != std::sregex_iterator(); ++m) {
+    for (auto m = std::sregex_iterator(html.begin(), html.end(), reference); m != std::sregex_iterator();
+         ++m) {
       const std::string target = (*m)[2];
       SCOPED_TRACE(entry.path().filename().string() + " -> " + target);
       ASSERT_EQ(target.find("://"), std::string::npos) << "the report refers to nothing outside itself";
@@ -206,7 +214,8 @@ TEST_F(Pictures, EveryLinkOfTheReportResolves) {
       ASSERT_FALSE(path.empty());
       ASSERT_TRUE(fs::is_regular_file(site() + "/" + path));
       if (hash != std::string::npos) {
-        EXPECT_NE(readBytes(site() + "/" + path).find("id=\"" + target.substr(hash + 1) + "\""), std::string::npos);
+        EXPECT_NE(readBytes(site() + "/" + path).find("id=\"" + target.substr(hash + 1) + "\""),
+                  std::string::npos);
       }
       ++links;
     }
@@ -228,18 +237,46 @@ TEST_F(Pictures, BadShapesAndMarkupNamesGiveWellFormedDrawingsAndPages) {
     std::string fault;  // the dimension the note names; empty: drawn
   };
   const std::vector<Case> cases = {
-      {"I thick flange", [](const TnSmartPtr<ProfileName>& s, const OdString& n) { return TnSmartPtr<ParametrizedProfile>(IShapeProfile::create(s, n)); },
-       {{"overallWidth", 100}, {"overallDepth", 200}, {"webThickness", 6}, {"flangeThickness", 120}}, "flangeThickness"},
-      {"RHS thick wall", [](const TnSmartPtr<ProfileName>& s, const OdString& n) { return TnSmartPtr<ParametrizedProfile>(RectangleHollowProfile::create(s, n)); },
-       {{"xDim", 100}, {"yDim", 50}, {"wallThickness", 30}}, "wallThickness"},
-      {"zero circle", [](const TnSmartPtr<ProfileName>& s, const OdString& n) { return TnSmartPtr<ParametrizedProfile>(CircleProfile::create(s, n)); },
-       {{"radius", 0}}, "radius"},
-      {"negative wall", [](const TnSmartPtr<ProfileName>& s, const OdString& n) { return TnSmartPtr<ParametrizedProfile>(CircleHollowProfile::create(s, n)); },
-       {{"radius", 50}, {"wallThickness", -3}}, "wallThickness"},
-      {"U big fillet", [](const TnSmartPtr<ProfileName>& s, const OdString& n) { return TnSmartPtr<ParametrizedProfile>(UShapeProfile::create(s, n)); },
-       {{"depth", 100}, {"flangeWidth", 50}, {"webThickness", 6}, {"flangeThickness", 8}, {"filletRadius", 60}}, "filletRadius"},
-      {markup, [](const TnSmartPtr<ProfileName>& s, const OdString& n) { return TnSmartPtr<ParametrizedProfile>(RectangleProfile::create(s, n)); },
-       {{"xDim", 100}, {"yDim", 200}}, ""},
+      {"I thick flange",
+       [](const TnSmartPtr<ProfileName>& s, const OdString& n) {
+         return TnSmartPtr<ParametrizedProfile>(IShapeProfile::create(s, n));
+       },
+       {{"overallWidth", 100}, {"overallDepth", 200}, {"webThickness", 6}, {"flangeThickness", 120}},
+       "flangeThickness"},
+      {"RHS thick wall",
+       [](const TnSmartPtr<ProfileName>& s, const OdString& n) {
+         return TnSmartPtr<ParametrizedProfile>(RectangleHollowProfile::create(s, n));
+       },
+       {{"xDim", 100}, {"yDim", 50}, {"wallThickness", 30}},
+       "wallThickness"},
+      {"zero circle",
+       [](const TnSmartPtr<ProfileName>& s, const OdString& n) {
+         return TnSmartPtr<ParametrizedProfile>(CircleProfile::create(s, n));
+       },
+       {{"radius", 0}},
+       "radius"},
+      {"negative wall",
+       [](const TnSmartPtr<ProfileName>& s, const OdString& n) {
+         return TnSmartPtr<ParametrizedProfile>(CircleHollowProfile::create(s, n));
+       },
+       {{"radius", 50}, {"wallThickness", -3}},
+       "wallThickness"},
+      {"U big fillet",
+       [](const TnSmartPtr<ProfileName>& s, const OdString& n) {
+         return TnSmartPtr<ParametrizedProfile>(UShapeProfile::create(s, n));
+       },
+       {{"depth", 100},
+        {"flangeWidth", 50},
+        {"webThickness", 6},
+        {"flangeThickness", 8},
+        {"filletRadius", 60}},
+       "filletRadius"},
+      {markup,
+       [](const TnSmartPtr<ProfileName>& s, const OdString& n) {
+         return TnSmartPtr<ParametrizedProfile>(RectangleProfile::create(s, n));
+       },
+       {{"xDim", 100}, {"yDim", 200}},
+       ""},
   };
   const std::string catalogue = dir.file("bad.sqlite");
   {
@@ -248,7 +285,8 @@ TEST_F(Pictures, BadShapesAndMarkupNamesGiveWellFormedDrawingsAndPages) {
     auto series = ProfileName::create(ProfileStandard::create(OdString(markup)), OdString(markup));
     for (const Case& c : cases) {
       auto profile = c.create(series, OdString(c.size));
-      for (const auto& [name, value] : c.dimensions) ASSERT_TRUE(profile->set_dimension(OdString(name), value));
+      for (const auto& [name, value] : c.dimensions)
+        ASSERT_TRUE(profile->set_dimension(OdString(name), value));
       library->save<ParametrizedProfile>(profile);
     }
     auto sketch = CustomProfile::create(series, OdString("sketch"));
@@ -266,7 +304,8 @@ TEST_F(Pictures, BadShapesAndMarkupNamesGiveWellFormedDrawingsAndPages) {
     for (const auto& [name, pattern] : materials) {
       auto material = Material::create(OdString(name), type);
       material->set_cut_pattern(pattern);
-      wall->append_ply(Composition::Ply(library->save<Material>(material), MaterialFunction::Structure, 12.5));
+      wall->append_ply(
+          Composition::Ply(library->save<Material>(material), MaterialFunction::Structure, 12.5));
     }
     library->save<Composition>(wall);
     library->save<Composition>(Composition::create(OdString("no plies")));
@@ -298,7 +337,8 @@ TEST_F(Pictures, BadShapesAndMarkupNamesGiveWellFormedDrawingsAndPages) {
   EXPECT_EQ(svg.select_nodes("//pattern/path[@stroke]").size(), 2u) << "lines and brick joints";
   EXPECT_EQ(svg.select_nodes("//pattern/circle").size(), 1u) << "dots";
   for (const char* notDrawn : {"sketch", "no plies"}) {
-    const Outcome run = tarn({"draw", catalogue, std::string(notDrawn) == "sketch" ? "profile" : "composition", notDrawn}, dir);
+    const Outcome run = tarn(
+        {"draw", catalogue, std::string(notDrawn) == "sketch" ? "profile" : "composition", notDrawn}, dir);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.err.find("not drawn"), std::string::npos) << notDrawn;
     EXPECT_TRUE(svg.load_string(run.out.c_str())) << run.out;
@@ -329,13 +369,16 @@ TEST_F(Pictures, BadShapesAndMarkupNamesGiveWellFormedDrawingsAndPages) {
 // text taken from ?q=), and no page, loaded all at once in frames of one
 // page, writes anything to the console.
 TEST_F(Pictures, ReportSearchesAndLoadsWithoutConsoleMessagesInABrowser) {
-  const char* browser = installed("chromium") ? "chromium" : installed("chromium-browser") ? "chromium-browser" : nullptr;
+  const char* browser = installed("chromium")           ? "chromium"
+                        : installed("chromium-browser") ? "chromium-browser"
+                                                        : nullptr;
   if (!browser) GTEST_SKIP() << "chromium is not installed";
   auto open = [&](const std::string& url, const std::string& profile) {
     return shell(std::string("timeout 50 ") + browser +
                      " --headless --no-sandbox --disable-gpu --disable-quic --no-first-run"
                      " --disable-background-networking --disable-component-update --disable-sync"
-                     " --user-data-dir=" + quoted(dir.file(profile)) +
+                     " --user-data-dir=" +
+                     quoted(dir.file(profile)) +
                      " --enable-logging=stderr --v=0 --virtual-time-budget=5000 --dump-dom " + quoted(url),
                  dir);
   };
@@ -345,7 +388,8 @@ TEST_F(Pictures, ReportSearchesAndLoadsWithoutConsoleMessagesInABrowser) {
   const std::regex item("<li( hidden=\"\")?><a href=\"[^\"]*\">([^<]*)</a>");
   std::vector<std::string> shown;
   std::size_t hidden = 0;
-  for (auto m = std::sregex_iterator(index.out.begin(), index.out.end(), item); m != std::sregex_iterator(); ++m) {
+  for (auto m = std::sregex_iterator(index.out.begin(), index.out.end(), item); m != std::sregex_iterator();
+       ++m) {
     if ((*m)[1].matched)
       ++hidden;
     else
@@ -362,7 +406,8 @@ TEST_F(Pictures, ReportSearchesAndLoadsWithoutConsoleMessagesInABrowser) {
       frames += "<iframe src=\"site/" + entry.path().filename().string() + "\"></iframe>\n";
       ++pages;
     }
-  testing::writeBytes(sample_->file("all.html"), "<!DOCTYPE html><html><body>\n" + frames + "</body></html>\n");
+  testing::writeBytes(sample_->file("all.html"),
+                      "<!DOCTYPE html><html><body>\n" + frames + "</body></html>\n");
   const Outcome all = open("file://" + sample_->file("all.html"), "profile-b");
   ASSERT_EQ(all.status, 0) << all.err;
   EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n') > 0, true);

@@ -38,7 +38,8 @@ void addDraw(CLI::App& app, Commands& commands) {
   CLI::App* cmd = app.add_subcommand("draw", "Draw a profile or a composition as an SVG drawing");
   cmd->add_option("FILE", o->file, "The catalogue")->required();
   cmd->add_option("TYPE", o->type, "composition, profile or a profile class (see tarn --help)")->required();
-  cmd->add_option("ID|NAME", o->key, "The object's id, or its exact name (a profile's size text)")->required();
+  cmd->add_option("ID|NAME", o->key, "The object's id, or its exact name (a profile's size text)")
+      ->required();
   cmd->add_option("-o,--output", o->out, "Write the drawing to this file instead of standard output")
       ->type_name("OUT.svg");
   commands[cmd] = [o] {
@@ -65,7 +66,8 @@ void addDraw(CLI::App& app, Commands& commands) {
       // The note in place of the picture is written all the same: a drawing
       // always comes out, and a script that draws a whole series gets one per
       // profile.
-      if (!drawing.problem.empty()) std::cerr << "tarn: " << printable(o->key) << ": not drawn: " << printable(drawing.problem) << '\n';
+      if (!drawing.problem.empty())
+        std::cerr << "tarn: " << printable(o->key) << ": not drawn: " << printable(drawing.problem) << '\n';
     });
   };
 }
@@ -102,8 +104,8 @@ class ProgressBar {
     last_ = now;
     constexpr std::size_t kWidth = 30;
     const std::size_t filled = done * kWidth / total;
-    std::cerr << "\rreport [" << std::string(filled, '#') << std::string(kWidth - filled, ' ') << "] " << done << '/'
-              << total << std::flush;
+    std::cerr << "\rreport [" << std::string(filled, '#') << std::string(kWidth - filled, ' ') << "] " << done
+              << '/' << total << std::flush;
     shown_ = true;
   }
 
@@ -117,7 +119,8 @@ class ProgressBar {
 class TemporaryFolder {
  public:
   explicit TemporaryFolder(const fs::path& target) {
-    std::string pattern = (target.parent_path() / ("." + target.filename().u8string() + ".tarn-XXXXXX")).u8string();
+    std::string pattern =
+        (target.parent_path() / ("." + target.filename().u8string() + ".tarn-XXXXXX")).u8string();
     if (!::mkdtemp(pattern.data()))
       throw Failure(target.u8string(), "cannot be written: " + std::string(std::strerror(errno)));
     path_ = fs::u8path(pattern);
@@ -186,8 +189,8 @@ void addReport(CLI::App& app, Commands& commands) {
     ReportSummary summary;
     onFile(o->file, [&] {
       ProgressBar bar;
-      summary = writeReport(catalogue.library(), fs::u8path(o->file).filename().u8string(), site.path().u8string(),
-                            bar.callback());
+      summary = writeReport(catalogue.library(), fs::u8path(o->file).filename().u8string(),
+                            site.path().u8string(), bar.callback());
     });
     if (!(std::ofstream((site.path() / kReportMarker).string()) << "tarn report\n"))
       throw Failure(o->dir, "cannot be written");

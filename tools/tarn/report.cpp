@@ -45,7 +45,9 @@ struct Shown {
 
 struct Exponents {
   short e[7];
-  bool operator==(const Exponents& o) const { return std::equal(std::begin(e), std::end(e), std::begin(o.e)); }
+  bool operator==(const Exponents& o) const {
+    return std::equal(std::begin(e), std::end(e), std::begin(o.e));
+  }
 };
 
 Exponents exponentsOf(const tarnlib::Unit& unit) {
@@ -66,7 +68,8 @@ class ReportUnits {
     defaults_ = library.defaultUnits();
     if (auto c = library.columnUnit(OdString("tarnlib_PhysicalAsset"), OdString("thermal_conductivity")))
       conductivityToSi_ = c->scale();
-    if (auto d = library.columnUnit(OdString("tarnlib_PhysicalAsset"), OdString("density"))) densityToSi_ = d->scale();
+    if (auto d = library.columnUnit(OdString("tarnlib_PhysicalAsset"), OdString("density")))
+      densityToSi_ = d->scale();
   }
 
   tarnlib::LibraryUnit system() const { return unit_; }
@@ -132,15 +135,17 @@ class Site {
   void page(const std::string& name, const std::string& heading, const std::string& body,
             const std::string& script = std::string()) {
     ++summary.pages;
-    write(name, "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-                "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
-                    esc(heading) + " · " + esc(title_) + "</title>\n<style>" + kStyle +
-                    "</style>\n</head>\n<body>\n<header><span class=\"site\">" + esc(title_) +
-                    "</span><a href=\"index.html\">Index</a><a href=\"materials.html\">Materials</a>"
-                    "<a href=\"compositions.html\">Compositions</a><a href=\"profiles.html\">Profiles</a>"
-                    "<a href=\"property-sets.html\">Property sets</a></header>\n<main>\n<h1>" +
-                    esc(heading) + "</h1>\n" + body + "</main>\n" +
-                    (script.empty() ? std::string() : "<script>\n" + script + "</script>\n") + "</body>\n</html>\n");
+    write(name,
+          "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
+              esc(heading) + " · " + esc(title_) + "</title>\n<style>" + kStyle +
+              "</style>\n</head>\n<body>\n<header><span class=\"site\">" + esc(title_) +
+              "</span><a href=\"index.html\">Index</a><a href=\"materials.html\">Materials</a>"
+              "<a href=\"compositions.html\">Compositions</a><a href=\"profiles.html\">Profiles</a>"
+              "<a href=\"property-sets.html\">Property sets</a></header>\n<main>\n<h1>" +
+              esc(heading) + "</h1>\n" + body + "</main>\n" +
+              (script.empty() ? std::string() : "<script>\n" + script + "</script>\n") +
+              "</body>\n</html>\n");
   }
 
   // The drawing's file under drawings/, and an img element showing it.
@@ -229,7 +234,8 @@ std::vector<std::pair<std::string, std::vector<T>>> grouped(std::map<std::string
 }
 
 std::string indexEntry(const std::string& href, const std::string& name, const std::string& kind) {
-  return "<li><a href=\"" + href + "\">" + esc(name) + "</a> <span class=\"kind\">" + esc(kind) + "</span></li>\n";
+  return "<li><a href=\"" + href + "\">" + esc(name) + "</a> <span class=\"kind\">" + esc(kind) +
+         "</span></li>\n";
 }
 
 const char* const kSearchScript =
@@ -288,19 +294,25 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
         series && series->standard() ? utf8(series->standard()->name()) : std::string("Outside any standard");
     seriesByStandard[standard].push_back(id);
   }
-  auto seriesPage = [](std::uint32_t id) { return "series-" + (id ? std::to_string(id) : std::string("none")) + ".html"; };
-  auto seriesName = [&](std::uint32_t id) { return id ? utf8(seriesById[id]->name()) : std::string("(no series)"); };
+  auto seriesPage = [](std::uint32_t id) {
+    return "series-" + (id ? std::to_string(id) : std::string("none")) + ".html";
+  };
+  auto seriesName = [&](std::uint32_t id) {
+    return id ? utf8(seriesById[id]->name()) : std::string("(no series)");
+  };
 
-  const std::size_t total = 6 + materials.size() + 2 * compositions.size() + bySeries.size() + profiles.size() + sets.size();
+  const std::size_t total =
+      6 + materials.size() + 2 * compositions.size() + bySeries.size() + profiles.size() + sets.size();
   Site site(dir, title, total, progress);
   const std::string length = units.length();
 
   // ---- Index
   {
     // The search first, the counts beside it; a count links to its list.
-    const std::map<tarnlib::ObjectType, std::string> lists = {{tarnlib::ObjectType::Material, "materials.html"},
-                                                               {tarnlib::ObjectType::Composition, "compositions.html"},
-                                                               {tarnlib::ObjectType::PropertySet, "property-sets.html"}};
+    const std::map<tarnlib::ObjectType, std::string> lists = {
+        {tarnlib::ObjectType::Material, "materials.html"},
+        {tarnlib::ObjectType::Composition, "compositions.html"},
+        {tarnlib::ObjectType::PropertySet, "property-sets.html"}};
     std::string counts = "<h2>Objects per type</h2>\n<table>\n";
     Filter ownClass;
     ownClass.ownClassOnly = true;
@@ -309,13 +321,15 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
         if (std::size_t n = type.count(library, ownClass)) {
           auto list = lists.find(type.type);
           const std::string href = list != lists.end() ? list->second : type.bySeries ? "profiles.html" : "";
-          counts += "<tr><th>" + (href.empty() ? esc(type.name) : "<a href=\"" + href + "\">" + esc(type.name) + "</a>") +
+          counts += "<tr><th>" +
+                    (href.empty() ? esc(type.name) : "<a href=\"" + href + "\">" + esc(type.name) + "</a>") +
                     "</th><td class=\"n\">" + std::to_string(n) + "</td></tr>\n";
         }
     counts += "</table>\n";
-    std::string body = "<div class=\"columns\">\n<div>\n<h2>Search</h2>\n<p><input id=\"search\" type=\"search\" "
-                       "placeholder=\"Name, type or series\" aria-label=\"Search the catalogue\"> <span id=\"shown\" "
-                       "class=\"kind\"></span></p>\n<ul id=\"objects\">\n";
+    std::string body =
+        "<div class=\"columns\">\n<div>\n<h2>Search</h2>\n<p><input id=\"search\" type=\"search\" "
+        "placeholder=\"Name, type or series\" aria-label=\"Search the catalogue\"> <span id=\"shown\" "
+        "class=\"kind\"></span></p>\n<ul id=\"objects\">\n";
     for (const auto& m : materials)
       body += indexEntry("material-" + idText(m->id()) + ".html", utf8(m->name()), "Material");
     for (const auto& c : compositions)
@@ -397,7 +411,8 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
   for (const auto& c : compositions) {
     const std::string name = utf8(c->name());
     const Drawing drawing = drawComposition(*c, units.system());
-    std::string body = "<p>" + site.drawing("composition-" + idText(c->id()) + ".svg", drawing, name) + "</p>\n";
+    std::string body =
+        "<p>" + site.drawing("composition-" + idText(c->id()) + ".svg", drawing, name) + "</p>\n";
     double thickness = 0.0;
     double plyResistance = 0.0;
     std::vector<std::string> without;
@@ -407,7 +422,8 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
       thickness += ply.thickness;
       std::string materialCell = none(), conductivity = none(), r = none();
       if (ply.material) {
-        materialCell = "<a href=\"material-" + idText(ply.material->id()) + ".html\">" + esc(ply.material->name()) + "</a>";
+        materialCell = "<a href=\"material-" + idText(ply.material->id()) + ".html\">" +
+                       esc(ply.material->name()) + "</a>";
         const auto& physical = ply.material->physical_asset();
         if (physical && physical->has_thermal_conductivity() && physical->thermal_conductivity() > 0) {
           const double lambda = physical->thermal_conductivity() * units.conductivityToSi();
@@ -426,9 +442,9 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
       if (i == c->structural_ply()) marks += ", structural";
       if (c->has_variable_ply() && i == c->variable_ply()) marks += marks.empty() ? "variable" : ", variable";
       plies += "<tr><td class=\"n\">" + std::to_string(i) + "</td><td>" + materialCell + "</td><td>" +
-               esc(functionName(ply.function)) + "</td><td class=\"n\">" + esc(formatNumber(ply.thickness) + " " + length) +
-               "</td><td class=\"n\">" + conductivity + "</td><td class=\"n\">" + r + "</td><td>" + esc(marks) +
-               "</td></tr>\n";
+               esc(functionName(ply.function)) + "</td><td class=\"n\">" +
+               esc(formatNumber(ply.thickness) + " " + length) + "</td><td class=\"n\">" + conductivity +
+               "</td><td class=\"n\">" + r + "</td><td>" + esc(marks) + "</td></tr>\n";
     }
     body += "<table>\n" + row("type", esc(compositionTypeName(c->type()))) +
             row("composition type", c->composition_type() ? esc(c->composition_type()->name()) : none()) +
@@ -443,17 +459,24 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
                                            " " + esc(length))
                  : std::string()) +
             row("tags", valueHtml(describe(*c)["tags"])) + "</table>\n";
-    body += "<h2>Plies</h2>\n<p class=\"note\">From the exterior (or upper) face to the interior (or lower) face.</p>\n"
-            "<table>\n<tr><th>#</th><th>material</th><th>function</th><th>thickness</th><th>λ</th><th>d/λ</th><th></th></tr>\n" +
-            plies + "</table>\n<h2>Thermal transmittance</h2>\n";
+    body +=
+        "<h2>Plies</h2>\n<p class=\"note\">From the exterior (or upper) face to the interior (or lower) "
+        "face.</p>\n"
+        "<table>\n<tr><th>#</th><th>material</th><th>function</th><th>thickness</th><th>λ</th><th>d/λ</"
+        "th><th></th></tr>\n" +
+        plies + "</table>\n<h2>Thermal transmittance</h2>\n";
     if (without.size() == c->plies().size()) {
       body += "<p>No estimate: no ply's material has a thermal conductivity.</p>\n";
     } else {
       const double rTotal = kInsideSurfaceResistance + plyResistance + kOutsideSurfaceResistance;
-      body += "<p><strong>U ≈ " + esc(formatNumber(transmittance.factor / rTotal, 3) + " " + transmittance.label) +
-              "</strong> (total resistance " + esc(formatNumber(rTotal * resistance.factor, 3) + " " + resistance.label) +
-              ")</p>\n<p class=\"note\">An estimate: U = 1 / (R<sub>si</sub> + Σ d/λ + R<sub>se</sub>), with the surface "
-              "resistances of a wall with horizontal heat flow, R<sub>si</sub> = 0.13 and R<sub>se</sub> = 0.04 m²·K/W "
+      body += "<p><strong>U ≈ " +
+              esc(formatNumber(transmittance.factor / rTotal, 3) + " " + transmittance.label) +
+              "</strong> (total resistance " +
+              esc(formatNumber(rTotal * resistance.factor, 3) + " " + resistance.label) +
+              ")</p>\n<p class=\"note\">An estimate: U = 1 / (R<sub>si</sub> + Σ d/λ + R<sub>se</sub>), with "
+              "the surface "
+              "resistances of a wall with horizontal heat flow, R<sub>si</sub> = 0.13 and R<sub>se</sub> = "
+              "0.04 m²·K/W "
               "(ISO 6946), for every build-up; thermal bridges, fixings and cavities are not considered.";
       if (!without.empty()) {
         std::string names;
@@ -474,15 +497,16 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
       for (std::uint32_t id : ids) {
         std::string kind;
         if (id && seriesById[id]) kind = profileTypeText(seriesById[id]->type());
-        body += "<li><a href=\"" + seriesPage(id) + "\">" + esc(seriesName(id)) + "</a> <span class=\"kind\">" +
-                esc(kind) + ", " + std::to_string(bySeries[id].size()) + " sizes</span></li>\n";
+        body += "<li><a href=\"" + seriesPage(id) + "\">" + esc(seriesName(id)) +
+                "</a> <span class=\"kind\">" + esc(kind) + ", " + std::to_string(bySeries[id].size()) +
+                " sizes</span></li>\n";
       }
       body += "</ul>\n";
     }
     site.page("profiles.html", "Profiles", body);
   }
-  const Shown areaUnit = units.lengthPower(2), momentUnit = units.lengthPower(4), modulusUnit = units.lengthPower(3),
-              radiusUnit = units.lengthPower(1);
+  const Shown areaUnit = units.lengthPower(2), momentUnit = units.lengthPower(4),
+              modulusUnit = units.lengthPower(3), radiusUnit = units.lengthPower(1);
   const Shown massUnit = units.measure(Exponents{{-1, 1, 0, 0, 0, 0, 0}}, "kg/m");
   for (const auto& [id, list] : bySeries) {
     std::string body;
@@ -491,18 +515,21 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
       body += "<table>\n" + row("standard", series->standard() ? esc(series->standard()->name()) : none()) +
               row("type", esc(profileTypeText(series->type()))) + "</table>\n";
     }
-    body += "<p class=\"note\">Section properties are computed from each outline as drawn, fillets and rounded "
-            "corners included; x is horizontal, y vertical, both through the centroid; the moduli are the smaller "
-            "of the two fibres'.</p>\n";
+    body +=
+        "<p class=\"note\">Section properties are computed from each outline as drawn, fillets and rounded "
+        "corners included; x is horizontal, y vertical, both through the centroid; the moduli are the "
+        "smaller "
+        "of the two fibres'.</p>\n";
     for (const auto& p : list) {
       const std::string size = utf8(p->size());
       const Drawing drawing = drawProfile(*p, units.system());
-      body += "<section class=\"profile\" id=\"p-" + idText(p->id()) + "\">\n<h2>" + esc(size) + "</h2>\n<div class=\"columns\">\n<div>" +
-              site.drawing("profile-" + idText(p->id()) + ".svg", drawing, size) + "</div>\n<div>\n<table>\n" +
-              row("class", esc(typeName(p->tarnlibType()))) +
+      body += "<section class=\"profile\" id=\"p-" + idText(p->id()) + "\">\n<h2>" + esc(size) +
+              "</h2>\n<div class=\"columns\">\n<div>" +
+              site.drawing("profile-" + idText(p->id()) + ".svg", drawing, size) +
+              "</div>\n<div>\n<table>\n" + row("class", esc(typeName(p->tarnlibType()))) +
               row("description", p->description().isEmpty() ? none() : esc(p->description())) +
-              row("material", p->material() ? "<a href=\"material-" + idText(p->material()->id()) + ".html\">" +
-                                                  esc(p->material()->name()) + "</a>"
+              row("material", p->material() ? "<a href=\"material-" + idText(p->material()->id()) +
+                                                  ".html\">" + esc(p->material()->name()) + "</a>"
                                             : none());
       const auto* shape = dynamic_cast<const tarnlib::ParametrizedProfile*>(p.get());
       if (shape)
@@ -512,16 +539,20 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
       if (shape && drawing.problem.empty()) {
         try {
           const tarnlib::SectionProperties s = tarnlib::sectionProperties(*shape);
-          auto value = [](double v, const Shown& u) { return esc(formatNumber(v * u.factor, 4) + " " + u.label); };
-          body += "<table>\n" + row("area A", value(s.area, areaUnit)) + row("I<sub>x</sub>", value(s.ix, momentUnit)) +
-                  row("I<sub>y</sub>", value(s.iy, momentUnit)) +
-                  (std::fabs(s.ixy) > 1e-9 * std::max(s.ix, s.iy)
-                       ? row("I<sub>1</sub>, I<sub>2</sub>", value(s.i1, momentUnit) + ", " + value(s.i2, momentUnit) +
-                                                                  " at " + esc(formatNumber(s.principal_angle * 180 / 3.14159265358979323846, 3)) + "°")
-                       : std::string()) +
-                  row("W<sub>x</sub>", value(std::min(s.wx_top, s.wx_bottom), modulusUnit)) +
-                  row("W<sub>y</sub>", value(std::min(s.wy_left, s.wy_right), modulusUnit)) +
-                  row("i<sub>x</sub>, i<sub>y</sub>", value(s.rx, radiusUnit) + ", " + value(s.ry, radiusUnit));
+          auto value = [](double v, const Shown& u) {
+            return esc(formatNumber(v * u.factor, 4) + " " + u.label);
+          };
+          body +=
+              "<table>\n" + row("area A", value(s.area, areaUnit)) +
+              row("I<sub>x</sub>", value(s.ix, momentUnit)) + row("I<sub>y</sub>", value(s.iy, momentUnit)) +
+              (std::fabs(s.ixy) > 1e-9 * std::max(s.ix, s.iy)
+                   ? row("I<sub>1</sub>, I<sub>2</sub>",
+                         value(s.i1, momentUnit) + ", " + value(s.i2, momentUnit) + " at " +
+                             esc(formatNumber(s.principal_angle * 180 / 3.14159265358979323846, 3)) + "°")
+                   : std::string()) +
+              row("W<sub>x</sub>", value(std::min(s.wx_top, s.wx_bottom), modulusUnit)) +
+              row("W<sub>y</sub>", value(std::min(s.wy_left, s.wy_right), modulusUnit)) +
+              row("i<sub>x</sub>, i<sub>y</sub>", value(s.rx, radiusUnit) + ", " + value(s.ry, radiusUnit));
           const auto& material = p->material();
           if (material && material->physical_asset() && material->physical_asset()->has_density()) {
             const double kgPerM3 = material->physical_asset()->density() * units.densityToSi();
@@ -555,16 +586,17 @@ ReportSummary writeReport(const Library& library, const std::string& title, cons
   }
   for (const auto& s : sets) {
     std::string body = fieldsHtml(describe(*s), {"name", "definitions"});
-    body += "<h2>Definitions</h2>\n<table>\n<tr><th>#</th><th>name</th><th>kind</th><th>type</th><th>unit</th>"
-            "<th>default</th><th>description</th></tr>\n";
+    body +=
+        "<h2>Definitions</h2>\n<table>\n<tr><th>#</th><th>name</th><th>kind</th><th>type</th><th>unit</th>"
+        "<th>default</th><th>description</th></tr>\n";
     std::size_t i = 0;
     for (const auto& d : s->definitions()) {
       if (!d) continue;
       auto property = TnSmartPtr<const tarnlib::PropertyDefinition>::cast(d.get());
       const std::string defaultValue = property ? utf8(property->default_value()) : std::string();
       body += "<tr><td class=\"n\">" + std::to_string(i++) + "</td><td>" + esc(d->name()) + "</td><td>" +
-              (property ? "property" : "value") + "</td><td>" + esc(propertyTypeText(d->type())) + "</td><td>" +
-              (d->unit() ? esc(displayLabel(utf8(d->unit()->label()))) : none()) + "</td><td>" +
+              (property ? "property" : "value") + "</td><td>" + esc(propertyTypeText(d->type())) +
+              "</td><td>" + (d->unit() ? esc(displayLabel(utf8(d->unit()->label()))) : none()) + "</td><td>" +
               (defaultValue.empty() ? none() : esc(defaultValue)) + "</td><td>" +
               (d->description().isEmpty() ? none() : esc(d->description())) + "</td></tr>\n";
     }

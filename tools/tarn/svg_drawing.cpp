@@ -9,8 +9,8 @@
 
 #include "common.h"
 #include "describe.h"
-#include "types.h"
 #include "tarnlib/profile_outline.h"
+#include "types.h"
 
 namespace tarn {
 
@@ -43,7 +43,9 @@ double textWidth(const std::string& text, double size) {
   return static_cast<double>(characters(text)) * size * 0.6;
 }
 
-std::string lengthLabel(tarnlib::LibraryUnit unit) { return unit == tarnlib::LibraryUnit::Inch ? "in" : "mm"; }
+std::string lengthLabel(tarnlib::LibraryUnit unit) {
+  return unit == tarnlib::LibraryUnit::Inch ? "in" : "mm";
+}
 
 // Millimetres of paper per catalogue length unit at 1:1.
 double paperPerUnit(tarnlib::LibraryUnit unit) { return unit == tarnlib::LibraryUnit::Inch ? 25.4 : 1.0; }
@@ -94,15 +96,14 @@ class SvgDocument {
     drawing.widthMm = width;
     drawing.heightMm = height;
     drawing.problem = problem;
-    drawing.svg = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                  "<svg xmlns=\"http://www.w3.org/2000/svg\" version=\"1.1\" width=\"" +
-                  num(width) + "mm\" height=\"" + num(height) + "mm\" viewBox=\"0 0 " + num(width) + " " +
-                  num(height) +
-                  "\" font-family=\"DejaVu Sans, Arial, Helvetica, sans-serif\" fill=\"" + kInk + "\">\n" +
-                  "<title>" + escapeMarkup(title) + "</title>\n" +
-                  (defs_.empty() ? std::string() : "<defs>\n" + defs_ + "</defs>\n") +
-                  "<rect width=\"" + num(width) + "\" height=\"" + num(height) + "\" fill=\"#ffffff\"/>\n" +
-                  body_ + "</svg>\n";
+    drawing.svg =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" version=\"1.1\" width=\"" +
+        num(width) + "mm\" height=\"" + num(height) + "mm\" viewBox=\"0 0 " + num(width) + " " + num(height) +
+        "\" font-family=\"DejaVu Sans, Arial, Helvetica, sans-serif\" fill=\"" + kInk + "\">\n" + "<title>" +
+        escapeMarkup(title) + "</title>\n" +
+        (defs_.empty() ? std::string() : "<defs>\n" + defs_ + "</defs>\n") + "<rect width=\"" + num(width) +
+        "\" height=\"" + num(height) + "\" fill=\"#ffffff\"/>\n" + body_ + "</svg>\n";
     return drawing;
   }
 
@@ -195,8 +196,8 @@ std::string pathData(const tarnlib::ProfileOutline& outline, double k, const Map
         const auto p = map(end);
         // Counter-clockwise in the section is counter-clockwise on paper too,
         // which in SVG's downward y is the negative direction: sweep flag 0.
-        d += "A" + num(s.radius * k) + " " + num(ry * k) + " 0 0 " + (sweep > 0 ? "0 " : "1 ") + num(p.first) +
-             " " + num(p.second);
+        d += "A" + num(s.radius * k) + " " + num(ry * k) + " 0 0 " + (sweep > 0 ? "0 " : "1 ") +
+             num(p.first) + " " + num(p.second);
       }
     }
     d += "Z";
@@ -210,7 +211,8 @@ std::string pathData(const tarnlib::ProfileOutline& outline, double k, const Map
 // ticks at its ends.
 void dimensionLine(SvgDocument& doc, double x1, double y1, double x2, double y2) {
   doc.line(x1, y1, x2, y2, 0.2);
-  for (const auto& [x, y] : {std::pair<double, double>{x1, y1}, {x2, y2}}) doc.line(x - 1, y + 1, x + 1, y - 1, 0.35);
+  for (const auto& [x, y] : {std::pair<double, double>{x1, y1}, {x2, y2}})
+    doc.line(x - 1, y + 1, x + 1, y - 1, 0.35);
 }
 
 }  // namespace
@@ -266,7 +268,8 @@ Drawing drawProfile(const tarnlib::Profile& profile, tarnlib::LibraryUnit unit) 
   const std::string series = seriesLine(profile);
   const std::string subtitle = series.empty() ? shapeClass : series + " · " + shapeClass;
   const auto* shape = dynamic_cast<const tarnlib::ParametrizedProfile*>(&profile);
-  if (!shape) return note(title, subtitle, "a custom profile's outline is geometry text that tarn does not read");
+  if (!shape)
+    return note(title, subtitle, "a custom profile's outline is geometry text that tarn does not read");
 
   tarnlib::ProfileOutline outline;
   tarnlib::SectionProperties properties;
@@ -304,9 +307,8 @@ Drawing drawProfile(const tarnlib::Profile& profile, tarnlib::LibraryUnit unit) 
   auto map = [&](const tarnlib::Point2d& p) {
     return std::pair<double, double>{left + (p.x - bounds.min.x) * k, top + (bounds.max.y - p.y) * k};
   };
-  doc.add("<path d=\"" + pathData(outline, k, map) +
-          "\" fill=\"#cfd8e3\" fill-rule=\"evenodd\" stroke=\"" + kInk +
-          "\" stroke-width=\"0.35\" stroke-linejoin=\"round\"/>");
+  doc.add("<path d=\"" + pathData(outline, k, map) + "\" fill=\"#cfd8e3\" fill-rule=\"evenodd\" stroke=\"" +
+          kInk + "\" stroke-width=\"0.35\" stroke-linejoin=\"round\"/>");
   if (hasProperties) {
     const auto c = map(properties.centroid);
     doc.add("<circle cx=\"" + num(c.first) + "\" cy=\"" + num(c.second) +
@@ -345,14 +347,14 @@ Drawing drawProfile(const tarnlib::Profile& profile, tarnlib::LibraryUnit unit) 
     rowY += kLineHeight;
   }
 
-  const std::string footer = "Scale " + scale.text + (hasProperties ? ", centroid circled" : "") +
-                             ", lengths in " + label;
-  const double footerY =
-      std::max({below + kTextSize + 1.2, rowY - kLineHeight, top + H / 2 + textWidth(depthText, kTextSize) / 2}) +
-      8.0;
+  const std::string footer =
+      "Scale " + scale.text + (hasProperties ? ", centroid circled" : "") + ", lengths in " + label;
+  const double footerY = std::max({below + kTextSize + 1.2, rowY - kLineHeight,
+                                   top + H / 2 + textWidth(depthText, kTextSize) / 2}) +
+                         8.0;
   doc.text(kMargin, footerY, kTextSize, footer, "start", "fill=\"#56606b\"");
   const double width = std::max({tableX + nameWidth + 4 + valueWidth, kMargin + headerWidth,
-                                  kMargin + textWidth(footer, kTextSize)}) +
+                                 kMargin + textWidth(footer, kTextSize)}) +
                        kMargin;
   return doc.finish(width, footerY + kMargin, title + " (" + subtitle + ")", std::string());
 }
@@ -416,13 +418,16 @@ class Hatches {
       else if (mentions(name, {"line", "diag", "hatch"}))
         kind = Kind::Lines;
     }
-    if (kind == Kind::Plain) return pattern.type == tarnlib::Pattern::Type::None ? colour(pattern.background_color, "#eeeeee") : background;
+    if (kind == Kind::Plain)
+      return pattern.type == tarnlib::Pattern::Type::None ? colour(pattern.background_color, "#eeeeee")
+                                                          : background;
     if (kind == Kind::Solid) return colour(pattern.background_color, "#6b6b6b");
 
     double spacing = std::isfinite(pattern.scale) ? pattern.scale : 1.0;
     spacing = std::clamp(spacing * (kind == Kind::Lines || kind == Kind::Cross ? 1.0 : 2.0), 0.8, 12.0);
     const double angle = std::isfinite(pattern.angle) ? std::fmod(pattern.angle, 360.0) : 0.0;
-    const std::string key = std::to_string(static_cast<int>(kind)) + "/" + num(spacing) + "/" + num(angle) + "/" + background;
+    const std::string key =
+        std::to_string(static_cast<int>(kind)) + "/" + num(spacing) + "/" + num(angle) + "/" + background;
     auto found = ids_.find(key);
     if (found != ids_.end()) return "url(#" + found->second + ")";
     const std::string id = "hatch" + std::to_string(ids_.size());
@@ -451,10 +456,11 @@ class Hatches {
         // Courses `spacing` high, bricks twice as long, joints staggered.
         const double u = spacing;
         size = "width=\"" + num(2 * u) + "\" height=\"" + num(2 * u) + "\"";
-        tile = "<rect width=\"" + num(2 * u) + "\" height=\"" + num(2 * u) + "\" fill=\"" + background + "\"/>" +
-               "<path d=\"M0 " + num(u / 2) + "H" + num(2 * u) + "M0 " + num(1.5 * u) + "H" + num(2 * u) + "M" +
-               num(u / 2) + " " + num(u / 2) + "V" + num(1.5 * u) + "M" + num(1.5 * u) + " " + num(1.5 * u) +
-               "V" + num(2 * u) + "M" + num(1.5 * u) + " 0V" + num(u / 2) + "\" " + stroke + "/>";
+        tile = "<rect width=\"" + num(2 * u) + "\" height=\"" + num(2 * u) + "\" fill=\"" + background +
+               "\"/>" + "<path d=\"M0 " + num(u / 2) + "H" + num(2 * u) + "M0 " + num(1.5 * u) + "H" +
+               num(2 * u) + "M" + num(u / 2) + " " + num(u / 2) + "V" + num(1.5 * u) + "M" + num(1.5 * u) +
+               " " + num(1.5 * u) + "V" + num(2 * u) + "M" + num(1.5 * u) + " 0V" + num(u / 2) + "\" " +
+               stroke + "/>";
         break;
       }
       default:
@@ -495,7 +501,8 @@ Drawing drawComposition(const tarnlib::Composition& composition, tarnlib::Librar
   for (std::size_t i = 0; i < plies.size(); ++i) {
     const double t = plies[i].thickness;
     if (!std::isfinite(t) || t < 0 || t > 1e12)
-      return note(title, subtitle, "ply " + std::to_string(i) + " has the thickness " + formatNumber(t) + " " + label);
+      return note(title, subtitle,
+                  "ply " + std::to_string(i) + " has the thickness " + formatNumber(t) + " " + label);
     total += t;
   }
   if (total <= 0) return note(title, subtitle, "the plies have no thickness");
@@ -526,7 +533,8 @@ Drawing drawComposition(const tarnlib::Composition& composition, tarnlib::Librar
     plyBottom[i] = at;
   }
   const double bottom = at;
-  doc.text(bandX + bandWidth / 2, bottom + kTextSize + 2.0, kTextSize, faces.second, "middle", "fill=\"#56606b\"");
+  doc.text(bandX + bandWidth / 2, bottom + kTextSize + 2.0, kTextSize, faces.second, "middle",
+           "fill=\"#56606b\"");
 
   const std::uint32_t structural = composition.structural_ply();
   for (std::size_t i = 0; i < plies.size(); ++i) {
@@ -535,8 +543,8 @@ Drawing drawComposition(const tarnlib::Composition& composition, tarnlib::Librar
     const std::string fill = ply.material ? hatches.fill(ply.material->cut_pattern()) : "#eeeeee";
     if (height >= 0.3) {
       doc.add("<rect x=\"" + num(bandX) + "\" y=\"" + num(plyTop[i]) + "\" width=\"" + num(bandWidth) +
-              "\" height=\"" + num(height) + "\" fill=\"" + fill + "\" stroke=\"" + kInk + "\" stroke-width=\"" +
-              (i == structural ? "0.7" : "0.25") + "\"/>");
+              "\" height=\"" + num(height) + "\" fill=\"" + fill + "\" stroke=\"" + kInk +
+              "\" stroke-width=\"" + (i == structural ? "0.7" : "0.25") + "\"/>");
     } else {
       // Too thin to show at this scale (a membrane, a foil): one heavy line.
       doc.line(bandX, (plyTop[i] + plyBottom[i]) / 2, bandX + bandWidth, (plyTop[i] + plyBottom[i]) / 2, 0.5);
