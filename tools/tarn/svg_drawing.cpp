@@ -58,11 +58,10 @@ struct Scale {
   std::string text;
 };
 Scale chooseScale(double extent, double room) {
-  for (double up : {10.0, 5.0, 2.0})
-    if (extent * up <= room) {
-      // Only worth enlarging what would be tiny at 1:1.
-      if (extent * up / 2.5 <= room / 4) return Scale{up, formatNumber(up) + ":1"};
-    }
+  // Enlarged only what would be tiny at 1:1, under a fifth of the room.
+  if (extent * 5 <= room)
+    for (double up : {10.0, 5.0, 2.0})
+      if (extent * up <= room) return Scale{up, formatNumber(up) + ":1"};
   double decade = 1.0;
   for (int i = 0; i < 40; ++i, decade *= 10.0)
     for (double step : {1.0, 2.0, 5.0}) {
@@ -298,7 +297,10 @@ Drawing drawProfile(const tarnlib::Profile& profile, tarnlib::LibraryUnit unit) 
   doc.text(kMargin, y, kTextSize, subtitle);
   const double headerWidth = std::max(textWidth(title, kTitleSize), textWidth(subtitle, kTextSize));
 
-  const std::string widthText = formatNumber(w) + " " + label;
+  // A circle's one overall dimension is its diameter.
+  const bool round = profile.tarnlibType() == tarnlib::ObjectType::CircleProfile ||
+                     profile.tarnlibType() == tarnlib::ObjectType::CircleHollowProfile;
+  const std::string widthText = (round ? "⌀ " : "") + formatNumber(w) + " " + label;
   const std::string depthText = formatNumber(h) + " " + label;
   const double left = kMargin + 14.0;
   const double top = y + 10.0;
@@ -323,12 +325,14 @@ Drawing drawProfile(const tarnlib::Profile& profile, tarnlib::LibraryUnit unit) 
   doc.line(left + W, top + H + 1, left + W, below + 1, 0.15);
   dimensionLine(doc, left, below, left + W, below);
   doc.text(left + W / 2, below + kTextSize + 1.2, kTextSize, widthText, "middle");
-  const double aside = left - 6.0;
-  doc.line(left - 1, top, aside - 1, top, 0.15);
-  doc.line(left - 1, top + H, aside - 1, top + H, 0.15);
-  dimensionLine(doc, aside, top, aside, top + H);
-  doc.text(aside - 1.5, top + H / 2, kTextSize, depthText, "middle",
-           "transform=\"rotate(-90 " + num(aside - 1.5) + " " + num(top + H / 2) + ")\"");
+  if (!round) {
+    const double aside = left - 6.0;
+    doc.line(left - 1, top, aside - 1, top, 0.15);
+    doc.line(left - 1, top + H, aside - 1, top + H, 0.15);
+    dimensionLine(doc, aside, top, aside, top + H);
+    doc.text(aside - 1.5, top + H / 2, kTextSize, depthText, "middle",
+             "transform=\"rotate(-90 " + num(aside - 1.5) + " " + num(top + H / 2) + ")\"");
+  }
 
   // Every stored dimension, as the catalogue has it.
   std::vector<std::pair<std::string, std::string>> rows;
