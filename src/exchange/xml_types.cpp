@@ -186,7 +186,9 @@ XmlField definitions() {
     const C::Definitions& list = as<C>(o).definitions();
     if (list.empty()) return;
     pugi::xml_node node = e.append_child("definition");
-    for (const auto& d : list) w.content(node.append_child(xmlTypeOf(d->tarnlibType())->element), *d);
+    // A definition the file lost (its row gone) is a null entry: nothing to write.
+    for (const auto& d : list)
+      if (d) w.content(node.append_child(xmlTypeOf(d->tarnlibType())->element), *d);
   };
   f.read = [](Object& o, pugi::xml_node e, Reader& r) {
     for (pugi::xml_node item : e.child("definition").children()) {
