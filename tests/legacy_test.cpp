@@ -19,65 +19,9 @@ using testing::RawDb;
 using testing::TempDir;
 using Rows = std::vector<std::string>;
 
-constexpr const char* kLibraryGuid = "0b9d2c4e-5a61-4f7b-8c3d-2e1f0a9b8c7d";
-
-// Brick and mineral wool in a wall, with the same values in both layouts: `p`
-// is the table prefix, "bimlib_" or none; the unprefixed layout may lack the
-// layer columns of materials or compositions and names some columns its own way.
-void insertCommonRows(RawDb& db, const std::string& p, bool materialLayer = true,
-                      bool compositionLayer = true) {
-  const bool bimlib = !p.empty();
-  db.exec("INSERT INTO " + p + "Meta VALUES (1, '" + kLibraryGuid + "', 0, 'de', 'CH');"
-          "INSERT INTO " + p + "Tag VALUES (3, 'warm'), (7, 'outer \xF0\x9D\x84\x9E');"
-          "INSERT INTO " + p + "CustomProperty VALUES (2, 'fire class', 4);"
-          "INSERT INTO " + p + "Layer VALUES (5, 'A-WALL'), (9, 'A-WALL-INSL');"
-          "INSERT INTO " + p + "MaterialType VALUES (4, 'Masonry');"
-          "INSERT INTO " + p + "Material (id, name, type_id, description, comments, appearance, "
-          "cut_pattern_type, cut_pattern_name, cut_pattern_scale, cut_pattern_angle, "
-          "cut_pattern_cross, surface_pattern_type, surface_pattern_name, surface_pattern_scale, "
-          "surface_pattern_angle, surface_pattern_cross, label, manufacturer, mark, model, "
-          "classification, cost, keynote, url, " + (bimlib ? "unique_code, " : "code, ") +
-          (materialLayer ? "layer_id, " : "") +
-          (bimlib ? "default_function, variable_thickness" : "function, allow_custom_thickness") +
-          ") VALUES "
-          "(11, 'Brick', 4, 'Clay brick', 'fired', 'red', 2, 'ANSI31', 2.5, 45.0, 1, 0, 'Solid', 1.0, "
-          "0.0, 0, 'B', 'Acme', 'M1', 'NF', 'Pr_20', '12.50', 'K-04', 'http://b', 'BR-1', " +
-          (materialLayer ? "5, " : "") + "2, 0),"
-          "(12, 'Mineral wool \xC3\xA4', 4, '', '', '', -1, '', 1.0, 0.0, 0, -1, '', 1.0, 0.0, 0, "
-          "'', '', '', '', '', '', '', '', NULL, " + (materialLayer ? "NULL, " : "") + "3, 1);"
-          "INSERT INTO " + p + "Material_thicknesses VALUES (11, 115.0), (11, 240.0), (12, 50.0);"
-          "INSERT INTO " + p + "Material_tags VALUES (11, 0, 3), (11, 1, 7);"
-          "INSERT INTO " + p + "Material_custom_values VALUES (11, 2, 'A1');"
-          "INSERT INTO " + p + "Composition VALUES (31, 'Wall 365', 128, 'outer wall', " +
-          (compositionLayer ? "9, " : "") + "'c', 0, 1, 0, 1);"
-          "INSERT INTO " + p + "Composition_tags VALUES (31, 0, 7);"
-          "INSERT INTO " + p + (bimlib ? "Composition_plies" : "Composition_layers") +
-          " VALUES (31, 0, 11, 1, 240.0), (31, 1, 12, 2, 125.0);"
-          "INSERT INTO " + p + "Composition_custom_values VALUES (31, 2, 'REI 90');");
-}
-
-// The rows of insertCommonRows and, where the 'bimlib' version is new enough,
-// what later versions added.
-void fillBimlib(RawDb& db, int version) {
-  insertCommonRows(db, "bimlib_");
-  db.exec("INSERT INTO bimlib_Site (id, name, description) VALUES (1, 'Campus', '');"
-          "INSERT INTO bimlib_Site_custom_values VALUES (1, 2, 'x')");
-  // Between the steps that dropped and re-created them there were no buildings.
-  if (version != 1003) {
-    db.exec(
-        "INSERT INTO bimlib_SpatialStructure (id, typeid, name, description) "
-        "VALUES (1, 'bimlib::Building', 'Hall', '');"
-        "INSERT INTO bimlib_SpatialStructure_custom_values VALUES (1, 2, 'y');"
-        "INSERT INTO bimlib_Building (id) VALUES (1)");
-  }
-  if (version >= 1002) db.exec("UPDATE bimlib_Material SET union_section = 1 WHERE id = 11");
-  if (version >= 1006) {
-    db.exec(
-        "INSERT INTO bimlib_Asset VALUES (21, 'bimlib::PhysicalAsset');"
-        "INSERT INTO bimlib_PhysicalAsset VALUES (21, 'Clay', 'fired clay', 1800.0, 840.0, 0.8);"
-        "UPDATE bimlib_Material SET physical_asset_id = 21 WHERE id = 11");
-  }
-}
+using testing::fillBimlib;
+using testing::insertCommonRows;
+using testing::kLibraryGuid;
 
 // The physical assets of a converted file.
 constexpr const char* kPhysicalAssets =
