@@ -11,3 +11,5 @@ bash scripts/build.sh build -DTARNLIB_BUILD_TESTS=ON
 bash scripts/build.sh build-sanitize -DTARNLIB_SANITIZE=ON -DTARNLIB_BUILD_TOOLS=ON
 (cd build-sanitize && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --output-on-failure -j "$(nproc)")
+# Then each fuzz target for a bounded time (scripts/fuzz.sh; TARNLIB_FUZZ_SECONDS).
+bash scripts/fuzz.sh
