@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tarnlib/platform/OdString.h"
 
@@ -59,8 +60,13 @@ class Statement {
   sqlite3_stmt* handle() const { return stmt_; }
 
  private:
+  Statement& bindKept(int index);
+
   sqlite3* db_;
   sqlite3_stmt* stmt_ = nullptr;
+  // The text bound to each parameter, kept here for SQLite to read in place;
+  // the buffers are reused from one execution to the next.
+  std::vector<std::string> texts_;
 };
 
 }  // namespace tarnlib::db
