@@ -26,6 +26,23 @@ std::string qualified(const db::Table& table, const std::string& column) {
 // few lookups of a loaded object's class, tags or properties. Longer lists keep
 // IN, which reads the rows in id order without sorting them.
 constexpr std::size_t kShortIdList = 16;
+// Lists up to this long look each id up in its own arm of a UNION ALL: no JSON
+// to parse, no table-valued function and no sorting, as many seeks as a caller
+// running one query per id would make, in one statement. A get by id meets such
+// lists at every turn (a material's two tags, its two custom properties).
+constexpr std::size_t kPointLookups = 4;
+
+// The ids in ascending order without repeats, as the id-list forms bind them;
+// `scratch` holds them when `ids` are not already so.
+const std::vector<std::uint32_t>& orderedIds(const std::vector<std::uint32_t>& ids,
+                                             std::vector<std::uint32_t>& scratch) {
+  if (std::is_sorted(ids.begin(), ids.end()) && std::adjacent_find(ids.begin(), ids.end()) == ids.end())
+    return ids;
+  scratch = ids;
+  std::sort(scratch.begin(), scratch.end());
+  scratch.erase(std::unique(scratch.begin(), scratch.end()), scratch.end());
+  return scratch;
+}
 
 // One query in the forms a selection asks for: every row, one id, a list of
 // ids, or a condition of the caller's put between `head` and `tail`.
@@ -34,81 +51,117 @@ struct SelectSql {
   std::string tail;  // after it (ORDER BY)
   std::string all;
   std::string one;
+  std::vector<std::string> points;  // 2.. ids, one arm each; empty when the rows need `tail`
   std::string few;   // joins the list: its ids must not repeat
   std::string many;
 
-  SelectSql(std::string h, const std::string& idColumn, std::string t)
+  // `pointable`: the rows may come in the arms' order, which is id order
+  // (a container's rows are also ordered by "index", which only `tail` does).
+  SelectSql(std::string h, const std::string& idColumn, std::string t, bool pointable)
       : head(std::move(h)), tail(std::move(t)) {
     all = head + tail;
     one = head + " WHERE " + idColumn + " = ?" + tail;
+    if (pointable) {
+      std::string arms = head + " WHERE " + idColumn + " = ?1";
+      for (std::size_t k = 2; k <= kPointLookups; ++k) {
+        arms += " UNION ALL " + head + " WHERE " + idColumn + " = ?" + std::to_string(k);
+        points.push_back(arms);
+      }
+    }
     few = head + " JOIN json_each(?) AS \"tarnlib_ids\" ON " + idColumn + " = \"tarnlib_ids\".\"value\"" +
           tail;
     many = head + " WHERE " + idColumn + " IN (SELECT value FROM json_each(?))" + tail;
   }
 
-  // The text for `selection`; a condition is assembled in `scratch`.
-  const std::string& text(const Selection& selection, std::string& scratch) const {
+  // The statement for `selection`, prepared and bound.
+  db::StatementHandle run(db::Connection& connection, const Selection& selection) const {
     switch (selection.kind) {
       case Selection::Kind::All:
-        return all;
+        return connection.prepareKept(all);
       case Selection::Kind::Ids:
-        return ids(selection.ids.size());
+        return runIds(connection, selection.ids);
       case Selection::Kind::Where:
         break;
     }
-    scratch = head + " WHERE " + selection.where + tail;
-    return scratch;
+    auto stmt = connection.prepare(head + " WHERE " + selection.where + tail);
+    for (std::size_t i = 0; i < selection.values.size(); ++i)
+      bindSqlValue(*stmt, static_cast<int>(i), selection.values[i]);
+    return stmt;
   }
-  // The same over an id list of `count` entries, never a condition.
-  const std::string& ids(std::size_t count) const {
-    return count == 1 ? one : count != 0 && count <= kShortIdList ? few : many;
+
+  // The same for one id.
+  db::StatementHandle runOne(db::Connection& connection, std::uint32_t id) const {
+    auto stmt = connection.prepareKept(one);
+    stmt->bind(0, id);
+    return stmt;
+  }
+
+  // The same over an id list, never empty.
+  db::StatementHandle runIds(db::Connection& connection, const std::vector<std::uint32_t>& ids) const {
+    if (ids.size() > kShortIdList) {
+      // IN takes the ids in any order and with repeats.
+      auto stmt = connection.prepareKept(many);
+      stmt->bind(0, idArray(ids));
+      return stmt;
+    }
+    std::vector<std::uint32_t> scratch;
+    const std::vector<std::uint32_t>& ordered = orderedIds(ids, scratch);
+    if (ordered.size() == 1) return runOne(connection, ordered.front());
+    if (ordered.size() <= kPointLookups && !points.empty()) {
+      auto stmt = connection.prepareKept(points[ordered.size() - 2]);
+      for (std::size_t k = 0; k < ordered.size(); ++k) stmt->bind(static_cast<int>(k), ordered[k]);
+      return stmt;
+    }
+    auto stmt = connection.prepareKept(few);
+    stmt->bind(0, idArray(ordered));
+    return stmt;
   }
 };
 
-// A kept statement text goes by its address; a condition assembled in
-// `scratch` by its text.
-db::StatementHandle prepareSelect(db::Connection& connection, const std::string& text, const std::string& scratch) {
-  return &text == &scratch ? connection.prepare(text) : connection.prepareKept(text);
-}
-
-// Binds an id list of more than one entry as the form ids() picks expects it.
-void bindIds(db::Statement& stmt, const std::vector<std::uint32_t>& ids) {
-  if (ids.size() > kShortIdList || (std::is_sorted(ids.begin(), ids.end()) &&
-                                    std::adjacent_find(ids.begin(), ids.end()) == ids.end())) {
-    stmt.bind(0, idArray(ids));
-    return;
-  }
-  std::vector<std::uint32_t> unique = ids;
-  std::sort(unique.begin(), unique.end());
-  unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
-  stmt.bind(0, idArray(unique));
-}
-
-// The statement texts that loading one class runs. They depend on the mapping
-// alone, so they are built on first use and kept: loading one object by id then
-// spends its time in SQLite rather than in assembling the same SQL again.
-struct ReadSql {
+// What loading one class derives from its mapping: the statement texts it runs
+// and whether its objects can refer to each other. They depend on the mapping
+// alone, so they are built on first use and kept with it: loading one object
+// by id then spends its time in SQLite rather than in assembling the same SQL
+// again.
+struct ReadSql final : Mapping::Derived {
   std::optional<SelectSql> kinds;  // id and "typeid", for a class with subclasses
   std::optional<SelectSql> rows;   // the joined rows of the class's tables
   std::vector<SelectSql> containers;
+  bool selfReferring = false;
+  // The reference columns of the chain, in row order: the index of each one's
+  // target in `targets`, which lists the distinct targets in ascending order.
+  std::vector<std::size_t> referenceTarget;
+  std::vector<ObjectType> targets;
 };
 
-std::unique_ptr<ReadSql> buildReadSql(const Mapping& mapping) {
+bool canReferToItself(const Mapping& mapping);
+
+std::unique_ptr<Mapping::Derived> buildReadSql(const Mapping& mapping) {
   auto sql = std::make_unique<ReadSql>();
+  sql->selfReferring = canReferToItself(mapping);
   const std::string idColumn = qualified(mapping.table(), "id");
   const std::string from = fromClause(mapping);
   if (mapping.hasDerived()) {
     const db::Table& root = mapping.root().table();
     sql->kinds.emplace("SELECT " + qualified(root, "id") + ", " + qualified(root, "typeid") + from, idColumn,
-                       std::string());
+                       std::string(), true);
   }
   if (mapping.abstract()) return sql;
   std::string columns = idColumn;
   for (const TableBinding* t : mapping.chain()) {
     for (const FieldBinding& f : t->fields) columns += ", " + qualified(*t->table, f.column);
-    for (const ReferenceBinding& r : t->references) columns += ", " + qualified(*t->table, r.column);
+    for (const ReferenceBinding& r : t->references) {
+      columns += ", " + qualified(*t->table, r.column);
+      sql->targets.push_back(r.target);
+    }
   }
-  sql->rows.emplace("SELECT " + columns + from, idColumn, " ORDER BY " + idColumn);
+  std::sort(sql->targets.begin(), sql->targets.end());
+  sql->targets.erase(std::unique(sql->targets.begin(), sql->targets.end()), sql->targets.end());
+  for (const TableBinding* t : mapping.chain())
+    for (const ReferenceBinding& r : t->references)
+      sql->referenceTarget.push_back(static_cast<std::size_t>(
+          std::lower_bound(sql->targets.begin(), sql->targets.end(), r.target) - sql->targets.begin()));
+  sql->rows.emplace("SELECT " + columns + from, idColumn, " ORDER BY " + idColumn, true);
   for (const ContainerBinding* container : mapping.containers()) {
     const db::Table& table = container->table();
     std::string select = "SELECT " + qualified(table, "object_id");
@@ -116,33 +169,14 @@ std::unique_ptr<ReadSql> buildReadSql(const Mapping& mapping) {
     select += " FROM " + db::quote(table.name());
     sql->containers.emplace_back(select, "\"object_id\"",
                                  container->ordered() ? " ORDER BY \"object_id\", \"index\""
-                                                      : " ORDER BY \"object_id\"");
+                                                      : " ORDER BY \"object_id\"",
+                                 false);
   }
   return sql;
 }
 
 const ReadSql& readSql(const Mapping& mapping) {
-  static std::mutex mutex;
-  static std::unordered_map<const Mapping*, std::unique_ptr<ReadSql>> cache;
-  std::lock_guard<std::mutex> lock(mutex);
-  std::unique_ptr<ReadSql>& sql = cache[&mapping];
-  if (!sql) sql = buildReadSql(mapping);
-  return *sql;
-}
-
-void bindSelection(db::Statement& stmt, const Selection& selection) {
-  switch (selection.kind) {
-    case Selection::Kind::All:
-      break;
-    case Selection::Kind::Ids:
-      if (selection.ids.size() == 1) stmt.bind(0, selection.ids.front());
-      else bindIds(stmt, selection.ids);
-      break;
-    case Selection::Kind::Where:
-      for (std::size_t i = 0; i < selection.values.size(); ++i)
-        bindSqlValue(stmt, static_cast<int>(i), selection.values[i]);
-      break;
-  }
+  return static_cast<const ReadSql&>(mapping.derived(Mapping::DerivedKind::Reading, &buildReadSql));
 }
 
 }  // namespace
@@ -189,7 +223,8 @@ void ObjectCache::reserve(std::size_t more) {
   // At most half full, so that probes stay short.
   const std::size_t needed = 2 * (size_ + more);
   if (needed <= slots_.size()) return;
-  std::size_t capacity = 64;
+  // Small to begin with: most loads (a get by id) keep a handful of objects.
+  std::size_t capacity = 8;
   while (capacity < needed) capacity *= 2;
   grow(capacity);
 }
@@ -231,17 +266,11 @@ void sortById(std::vector<TnSmartPtr<Object>>& out, std::size_t first) {
 namespace {
 
 // Whether an object of `mapping`'s hierarchy can be reached from one through
-// references, directly or over other types. Worked out once per class.
+// references, directly or over other types. Kept with the mapping's ReadSql.
 bool canReferToItself(const Mapping& mapping) {
-  static std::mutex mutex;
-  static std::unordered_map<const Mapping*, bool> known;
-  std::lock_guard<std::mutex> lock(mutex);
-  auto it = known.find(&mapping);
-  if (it != known.end()) return it->second;
   std::vector<const Mapping*> todo = concreteKindsOf(mapping);
   std::set<const Mapping*> seen(todo.begin(), todo.end());
-  bool found = false;
-  while (!todo.empty() && !found) {
+  while (!todo.empty()) {
     const Mapping* m = todo.back();
     todo.pop_back();
     std::vector<ObjectType> targets;
@@ -251,20 +280,19 @@ bool canReferToItself(const Mapping& mapping) {
       if (c->hasRef()) targets.push_back(c->refTarget());
     for (ObjectType target : targets) {
       const Mapping& referenced = mappingOf(target);
-      if (&referenced.root() == &mapping.root()) found = true;
+      if (&referenced.root() == &mapping.root()) return true;
       for (const Mapping* kind : concreteKindsOf(referenced))
         if (seen.insert(kind).second) todo.push_back(kind);
     }
   }
-  known.emplace(&mapping, found);
-  return found;
+  return false;
 }
 
 }  // namespace
 
 void Loader::load(const Mapping& mapping, const Selection& selection,
                   std::vector<TnSmartPtr<Object>>& out) {
-  loadHierarchy(mapping, selection, canReferToItself(mapping), out);
+  loadHierarchy(mapping, selection, readSql(mapping).selfReferring, out);
 }
 
 void Loader::loadHierarchy(const Mapping& mapping, const Selection& selection, bool remember,
@@ -286,15 +314,24 @@ void Loader::loadHierarchy(const Mapping& mapping, const Selection& selection, b
   }
   // Some objects of a hierarchy: find each row's most derived class, then load
   // every class's rows together.
-  std::string scratch;
   std::map<const Mapping*, std::vector<std::uint32_t>> byClass;
+  const Mapping* single = nullptr;  // the class of the one row a one-id selection finds
   {
-    auto stmt = prepareSelect(connection_, readSql(mapping).kinds->text(selection, scratch), scratch);
-    bindSelection(*stmt, selection);
+    auto stmt = readSql(mapping).kinds->run(connection_, selection);
+    const bool oneId = selection.kind == Selection::Kind::Ids && selection.ids.size() == 1;
     while (stmt->step()) {
       const Mapping* concrete = mappingOfTypeId(stmt->utf8(1));
-      if (concrete && concrete->isKindOf(mapping)) byClass[concrete].push_back(stmt->id(0));
+      if (!concrete || !concrete->isKindOf(mapping)) continue;
+      if (oneId) {
+        single = concrete;
+        break;  // an id is one row
+      }
+      byClass[concrete].push_back(stmt->id(0));
     }
+  }
+  if (single) {
+    loadConcrete(*single, selection, false, remember, out);
+    return;
   }
   for (auto& [concrete, ids] : byClass)
     loadConcrete(*concrete, Selection::of(std::move(ids)), false, remember, out);
@@ -304,16 +341,23 @@ void Loader::loadHierarchy(const Mapping& mapping, const Selection& selection, b
 void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bool wholeClass, bool remember,
                           std::vector<TnSmartPtr<Object>>& out) {
   const ReadSql& sql = readSql(mapping);
-  std::string scratch;
+  const auto& containers = mapping.containers();
+
+  // References waiting for their targets: one list per target type, in
+  // ascending type order, the chain's columns finding theirs by position.
+  std::vector<std::pair<ObjectType, std::vector<PendingRef>>> pending;
+  if (!sql.targets.empty()) {
+    pending.reserve(sql.targets.size() + containers.size());
+    for (ObjectType target : sql.targets) pending.emplace_back(target, std::vector<PendingRef>());
+  }
 
   // 1. The rows of the class's tables, joined. The cache grows once for a
   // known number of objects rather than rehashing its way up.
   if (remember && selection.kind == Selection::Kind::Ids) cache_.reserve(selection.ids.size());
-  std::map<ObjectType, std::vector<PendingRef>> pending;
+  const std::size_t first = out.size();
   std::vector<Object*> fresh;  // loaded by this call, in id order
   {
-    auto stmt = prepareSelect(connection_, sql.rows->text(selection, scratch), scratch);
-    bindSelection(*stmt, selection);
+    auto stmt = sql.rows->run(connection_, selection);
     while (stmt->step()) {
       const std::uint32_t id = stmt->id(0);
       if (Object* known = cached(mapping, id)) {
@@ -325,11 +369,14 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
       state.id = id;
       state.library = library_;
       int column = 1;
+      std::size_t reference = 0;
       for (const TableBinding* t : mapping.chain()) {
         for (const FieldBinding& f : t->fields) f.read(*object, *stmt, column++);
         for (const ReferenceBinding& r : t->references) {
-          if (!stmt->isNull(column)) pending[r.target].push_back(PendingRef{stmt->id(column), r.slot(*object)});
+          if (!stmt->isNull(column))
+            pending[sql.referenceTarget[reference]].second.push_back(PendingRef{stmt->id(column), r.slot(*object)});
           ++column;
+          ++reference;
         }
       }
       fresh.push_back(object.get());
@@ -338,25 +385,31 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
     }
   }
   if (fresh.empty()) return;
+  const auto byId = [](const Object* a, const Object* b) { return a->id() < b->id(); };
+  if (!std::is_sorted(fresh.begin(), fresh.end(), byId)) {
+    // The forms of a query all give their rows in id order; should one not,
+    // the walk over the container rows below still needs that order.
+    std::sort(fresh.begin(), fresh.end(), byId);
+    sortById(out, first);
+  }
 
-  // 2. Container rows of the loaded objects, staged until their references load.
+  // 2. Container rows of the loaded objects, staged until their references
+  // load. A container without rows for them (most, in a get by id) costs its
+  // query and nothing else.
   std::vector<std::unique_ptr<ContainerBinding::Staging>> stagings;
   std::vector<std::uint32_t> freshIds;
   const bool everyRow = wholeClass;
-  if (!everyRow) {
+  if (!everyRow && fresh.size() > 1 && !containers.empty()) {
     freshIds.reserve(fresh.size());
     for (Object* o : fresh) freshIds.push_back(o->id());
   }
-  const auto& containers = mapping.containers();
   for (std::size_t c = 0; c < containers.size(); ++c) {
     const ContainerBinding* container = containers[c];
     const SelectSql& select = sql.containers[c];
-    auto staging = container->staging();
-    auto stmt = connection_.prepareKept(everyRow ? select.all : select.ids(freshIds.size()));
-    if (!everyRow) {
-      if (freshIds.size() == 1) stmt->bind(0, freshIds.front());
-      else bindIds(*stmt, freshIds);
-    }
+    std::unique_ptr<ContainerBinding::Staging> staging;
+    auto stmt = everyRow             ? connection_.prepareKept(select.all)
+                : fresh.size() == 1 ? select.runOne(connection_, fresh.front()->id())
+                                    : select.runIds(connection_, freshIds);
     // Both the objects and the rows come in id order: walk them together.
     std::size_t next = 0;
     while (stmt->step()) {
@@ -367,9 +420,17 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
       Object* owner = fresh[next];
       const std::uint32_t refId =
           container->hasRef() && !stmt->isNull(1) ? stmt->id(1) : 0;
+      if (!staging) staging = container->staging();
       staging->stage(*owner, *stmt, container->hasRef() ? 2 : 1, refId);
     }
-    if (container->hasRef()) staging->pending(container->refTarget(), pending[container->refTarget()]);
+    if (!staging) continue;
+    if (container->hasRef()) {
+      const ObjectType target = container->refTarget();
+      auto it = std::lower_bound(pending.begin(), pending.end(), target,
+                                 [](const auto& entry, ObjectType t) { return entry.first < t; });
+      if (it == pending.end() || it->first != target) it = pending.emplace(it, target, std::vector<PendingRef>());
+      staging->pending(target, it->second);
+    }
     stagings.push_back(std::move(staging));
   }
 

@@ -1,5 +1,6 @@
 #include "access/mapping.h"
 
+#include <array>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -82,6 +83,9 @@ namespace {
 struct Registry {
   std::mutex mutex;
   std::map<ObjectType, const Mapping*> byType;
+  // The same by the type's value, for the lookups of every load; types beyond
+  // it go to the map.
+  std::array<const Mapping*, 64> byValue{};
   std::map<std::string, const Mapping*> byTypeId;
 };
 
@@ -121,8 +125,22 @@ const Mapping& Mapping::seal() {
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mutex);
   r.byType[type_] = this;
+  if (static_cast<std::size_t>(type_) < r.byValue.size()) r.byValue[static_cast<std::size_t>(type_)] = this;
   if (!abstract()) r.byTypeId[typeId_] = this;
   return *this;
+}
+
+const Mapping::Derived& Mapping::derived(DerivedKind kind, std::unique_ptr<Derived> (*make)(const Mapping&)) const {
+  const auto slot = static_cast<std::size_t>(kind);
+  if (const Derived* known = derived_[slot].load(std::memory_order_acquire)) return *known;
+  // Recursive: a derivation may ask for another mapping's.
+  static std::recursive_mutex mutex;
+  std::lock_guard<std::recursive_mutex> lock(mutex);
+  if (!ownedDerived_[slot]) {
+    ownedDerived_[slot] = make(*this);
+    derived_[slot].store(ownedDerived_[slot].get(), std::memory_order_release);
+  }
+  return *ownedDerived_[slot];
 }
 
 void Mapping::markDerived() {
@@ -143,6 +161,8 @@ Registry& filledRegistry() {
 
 const Mapping& mappingOf(ObjectType type) {
   Registry& r = filledRegistry();
+  if (static_cast<std::size_t>(type) < r.byValue.size())
+    if (const Mapping* known = r.byValue[static_cast<std::size_t>(type)]) return *known;
   auto it = r.byType.find(type);
   if (it == r.byType.end())
     throw std::out_of_range("no class for object type " + std::to_string(static_cast<int>(type)));

@@ -5,6 +5,7 @@
 #ifndef TARNLIB_ACCESS_MAPPING_H_
 #define TARNLIB_ACCESS_MAPPING_H_
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -256,6 +257,16 @@ class Mapping {
   // would silently not be stored) and links the chain; throws std::logic_error.
   const Mapping& seal();
 
+  // What loading or saving derives from the mapping alone (statement texts
+  // mostly), made by `make` on first use and kept with the mapping, so that
+  // finding it again costs one load rather than a lock and a hash lookup per
+  // operation.
+  struct Derived {
+    virtual ~Derived() = default;
+  };
+  enum class DerivedKind { Reading, Writing };
+  const Derived& derived(DerivedKind kind, std::unique_ptr<Derived> (*make)(const Mapping&)) const;
+
  private:
   void markDerived();
 
@@ -272,6 +283,8 @@ class Mapping {
   std::vector<BeforeWrite> ownHooks_;
   std::vector<BeforeWrite> hooks_;
   LengthConversion lengths_ = nullptr;
+  mutable std::atomic<const Derived*> derived_[2] = {};
+  mutable std::unique_ptr<Derived> ownedDerived_[2];
 };
 
 // The mapping of a type; std::out_of_range for a type without one (8, 9, 10, 12).
