@@ -379,8 +379,8 @@ int main(int argc, char** argv) {
   benchmark::Shutdown();
 
   tarnlib::bench::printSummary(std::to_string(f.n) + " BIM assets",
-                               {{"save", "save in one transaction", 1.3},
-                                {"load all", "load all (get into vector)", 1.5},
-                                {"get by id", "get by random id", 2.0}});
+                               {{"save", "save in one transaction", 1.2},
+                                {"load all", "load all (get into vector)", 1.25},
+                                {"get by id", "get by random id", 1.35}});
   return 0;
 }
