@@ -32,6 +32,41 @@ constexpr std::size_t kShortIdList = 16;
 // lists at every turn (a material's two tags, its two custom properties).
 constexpr std::size_t kPointLookups = 4;
 
+// Long id lists that cover most of their span (the assets of every material,
+// the materials of every ply) read the span by range instead of testing each
+// row against a list in JSON, and keep the rows whose ids are in the list.
+constexpr std::size_t kRangeSpanPerId = 4;
+
+// Which ids of a range read belong to the selection; empty: every row does.
+struct IdFilter {
+  std::uint32_t first = 0;
+  std::vector<bool> in;
+
+  bool accepts(std::uint32_t id) const {
+    return in.empty() || (id >= first && id - first < in.size() && in[id - first]);
+  }
+};
+
+// Sorts `ids` and drops repeats; a dense list by marking its span rather than
+// sorting (the ids of a load's references repeat by the hundred thousand).
+void sortUnique(std::vector<std::uint32_t>& ids) {
+  if (ids.size() > 64) {
+    const auto [low, high] = std::minmax_element(ids.begin(), ids.end());
+    const std::uint32_t first = *low;
+    const std::size_t span = std::size_t{*high} - first + 1;
+    if (span <= 8 * ids.size()) {
+      std::vector<bool> seen(span);
+      for (std::uint32_t id : ids) seen[id - first] = true;
+      ids.clear();
+      for (std::size_t i = 0; i < span; ++i)
+        if (seen[i]) ids.push_back(static_cast<std::uint32_t>(first + i));
+      return;
+    }
+  }
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+}
+
 // The ids in ascending order without repeats, as the id-list forms bind them;
 // `scratch` holds them when `ids` are not already so.
 const std::vector<std::uint32_t>& orderedIds(const std::vector<std::uint32_t>& ids,
@@ -39,8 +74,7 @@ const std::vector<std::uint32_t>& orderedIds(const std::vector<std::uint32_t>& i
   if (std::is_sorted(ids.begin(), ids.end()) && std::adjacent_find(ids.begin(), ids.end()) == ids.end())
     return ids;
   scratch = ids;
-  std::sort(scratch.begin(), scratch.end());
-  scratch.erase(std::unique(scratch.begin(), scratch.end()), scratch.end());
+  sortUnique(scratch);
   return scratch;
 }
 
@@ -54,6 +88,7 @@ struct SelectSql {
   std::vector<std::string> points;  // 2.. ids, one arm each; empty when the rows need `tail`
   std::string few;   // joins the list: its ids must not repeat
   std::string many;
+  std::string range;  // the span of a dense list, filtered by the caller
 
   // `pointable`: the rows may come in the arms' order, which is id order
   // (a container's rows are also ordered by "index", which only `tail` does).
@@ -71,15 +106,17 @@ struct SelectSql {
     few = head + " JOIN json_each(?) AS \"tarnlib_ids\" ON " + idColumn + " = \"tarnlib_ids\".\"value\"" +
           tail;
     many = head + " WHERE " + idColumn + " IN (SELECT value FROM json_each(?))" + tail;
+    range = head + " WHERE " + idColumn + " BETWEEN ? AND ?" + tail;
   }
 
-  // The statement for `selection`, prepared and bound.
-  db::StatementHandle run(db::Connection& connection, const Selection& selection) const {
+  // The statement for `selection`, prepared and bound. Its rows may include
+  // some that `filter` then turns away.
+  db::StatementHandle run(db::Connection& connection, const Selection& selection, IdFilter& filter) const {
     switch (selection.kind) {
       case Selection::Kind::All:
         return connection.prepareKept(all);
       case Selection::Kind::Ids:
-        return runIds(connection, selection.ids);
+        return runIds(connection, selection.ids, filter);
       case Selection::Kind::Where:
         break;
     }
@@ -97,8 +134,20 @@ struct SelectSql {
   }
 
   // The same over an id list, never empty.
-  db::StatementHandle runIds(db::Connection& connection, const std::vector<std::uint32_t>& ids) const {
+  db::StatementHandle runIds(db::Connection& connection, const std::vector<std::uint32_t>& ids,
+                             IdFilter& filter) const {
     if (ids.size() > kShortIdList) {
+      const auto [low, high] = std::minmax_element(ids.begin(), ids.end());
+      const std::size_t span = std::size_t{*high} - *low + 1;
+      if (span <= kRangeSpanPerId * ids.size()) {
+        filter.first = *low;
+        filter.in.assign(span, false);
+        for (std::uint32_t id : ids) filter.in[id - filter.first] = true;
+        auto stmt = connection.prepareKept(range);
+        stmt->bind(0, *low);
+        stmt->bind(1, *high);
+        return stmt;
+      }
       // IN takes the ids in any order and with repeats.
       auto stmt = connection.prepareKept(many);
       stmt->bind(0, idArray(ids));
@@ -317,9 +366,11 @@ void Loader::loadHierarchy(const Mapping& mapping, const Selection& selection, b
   std::map<const Mapping*, std::vector<std::uint32_t>> byClass;
   const Mapping* single = nullptr;  // the class of the one row a one-id selection finds
   {
-    auto stmt = readSql(mapping).kinds->run(connection_, selection);
+    IdFilter filter;
+    auto stmt = readSql(mapping).kinds->run(connection_, selection, filter);
     const bool oneId = selection.kind == Selection::Kind::Ids && selection.ids.size() == 1;
     while (stmt->step()) {
+      if (!filter.accepts(stmt->id(0))) continue;
       const Mapping* concrete = mappingOfTypeId(stmt->utf8(1));
       if (!concrete || !concrete->isKindOf(mapping)) continue;
       if (oneId) {
@@ -357,9 +408,11 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
   const std::size_t first = out.size();
   std::vector<Object*> fresh;  // loaded by this call, in id order
   {
-    auto stmt = sql.rows->run(connection_, selection);
+    IdFilter filter;
+    auto stmt = sql.rows->run(connection_, selection, filter);
     while (stmt->step()) {
       const std::uint32_t id = stmt->id(0);
+      if (!filter.accepts(id)) continue;
       if (Object* known = cached(mapping, id)) {
         out.emplace_back(known);
         continue;
@@ -407,9 +460,10 @@ void Loader::loadConcrete(const Mapping& mapping, const Selection& selection, bo
     const ContainerBinding* container = containers[c];
     const SelectSql& select = sql.containers[c];
     std::unique_ptr<ContainerBinding::Staging> staging;
+    IdFilter others;  // rows of objects not loaded here are passed over by the walk below anyway
     auto stmt = everyRow             ? connection_.prepareKept(select.all)
                 : fresh.size() == 1 ? select.runOne(connection_, fresh.front()->id())
-                                    : select.runIds(connection_, freshIds);
+                                    : select.runIds(connection_, freshIds, others);
     // Both the objects and the rows come in id order: walk them together.
     std::size_t next = 0;
     while (stmt->step()) {
@@ -447,8 +501,7 @@ void Loader::resolve(ObjectType target, std::vector<PendingRef>& pending) {
   for (const PendingRef& ref : pending)
     if (!cached(mapping, ref.id)) missing.push_back(ref.id);
   if (!missing.empty()) {
-    std::sort(missing.begin(), missing.end());
-    missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
+    sortUnique(missing);
     std::vector<TnSmartPtr<Object>> loaded;
     loadHierarchy(mapping, Selection::of(std::move(missing)), true, loaded);
   }
