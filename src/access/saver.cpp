@@ -50,7 +50,7 @@ std::vector<std::string> boundColumns(const TableBinding& t) {
 // The statement texts that writing an object of one class runs. They depend on
 // the mapping alone, so they are built on first use and kept: a bulk save
 // spends its time in SQLite rather than in assembling the same SQL per row.
-struct WriteSql {
+struct WriteSql final : Mapping::Derived {
   std::vector<std::string> insert;  // per table of the chain, root first
   std::vector<std::string> update;  // per table; empty for one without columns of its own
   std::vector<std::string> containerInsert;
@@ -59,7 +59,7 @@ struct WriteSql {
   std::string rootExists;
 };
 
-std::unique_ptr<WriteSql> buildWriteSql(const Mapping& mapping) {
+std::unique_ptr<Mapping::Derived> buildWriteSql(const Mapping& mapping) {
   auto sql = std::make_unique<WriteSql>();
   const std::string root = db::quote(mapping.root().table().name());
   for (const TableBinding* t : mapping.chain()) {
@@ -87,12 +87,7 @@ std::unique_ptr<WriteSql> buildWriteSql(const Mapping& mapping) {
 }
 
 const WriteSql& writeSql(const Mapping& mapping) {
-  static std::mutex mutex;
-  static std::unordered_map<const Mapping*, std::unique_ptr<WriteSql>> cache;
-  std::lock_guard<std::mutex> lock(mutex);
-  std::unique_ptr<WriteSql>& sql = cache[&mapping];
-  if (!sql) sql = buildWriteSql(mapping);
-  return *sql;
+  return static_cast<const WriteSql&>(mapping.derived(Mapping::DerivedKind::Writing, &buildWriteSql));
 }
 
 // Binds the fields and references of one table from `first` on.
@@ -189,6 +184,8 @@ TnSmartPtr<Object> Saver::save(const Object& object) {
 void Saver::saveReferences(Object& object, const Mapping& mapping) {
   std::vector<RefSlot> slots;
   std::vector<bool> required;
+  slots.reserve(8);
+  required.reserve(8);
   for (const TableBinding* t : mapping.chain()) {
     for (const ReferenceBinding& r : t->references) {
       slots.push_back(r.slot(object));
