@@ -39,6 +39,8 @@ for target in "${targets[@]}"; do
   rm -rf "$work"
   mkdir -p "$work/corpus" "$work/artifacts"
   cp "$root/tests/fuzz/corpus/$target/"* "$work/corpus/"
+  # Inputs kept from earlier crashes seed the run too (not .gitkeep).
+  find "$root/tests/fuzz/regressions/$target" -maxdepth 1 -type f ! -name '.*' -exec cp {} "$work/corpus/" \;
   dict=()
   [ -f "$root/tests/fuzz/$target.dict" ] && dict=(-dict="$root/tests/fuzz/$target.dict")
   echo "== $target: ${seconds}s"
