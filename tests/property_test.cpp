@@ -100,10 +100,9 @@ TEST_F(PropertyTest, TypedDefaults_DoublesRoundTripAndAnEqualTextStaysClean) {
   EXPECT_EQ(d->default_value(), OdString(L"42"));
   d->set_default_value(OdString(L"{\"x\": [1, 2]}"));
   EXPECT_EQ(d->default_value(), OdString(L"{\"x\": [1, 2]}"));
-  d->set_default_value(std::numeric_limits<double>::quiet_NaN());
-  double nan = 7;
-  EXPECT_FALSE(d->default_value(nan));
-  EXPECT_EQ(nan, 7);
+  double number = 7;
+  EXPECT_FALSE(d->default_value(number));  // an object is not a number
+  EXPECT_EQ(number, 7);
 }
 
 TEST_F(PropertyTest, Definitions_StoredPolymorphic_RawRowIsASingleString_NamespaceRequired) {

@@ -210,8 +210,9 @@ class TARNLIB_EXPORT PropertyDefinition : public AbstractDefinition {
   template <class T>
   std::enable_if_t<kDefaultValueType<T>, bool> default_value(T& out) const;
   // Writes bool, int and double as JSON (a double so that reading it back
-  // gives the same double; NaN and infinities, which JSON lacks, as null), an
-  // OdString as it is. An equal text leaves the definition clean.
+  // gives the same double), an OdString as it is. An equal text leaves the
+  // definition clean. NaN and infinities, which JSON lacks, throw DatabaseError
+  // and leave the default as it was.
   template <class T>
   std::enable_if_t<kDefaultValueType<T>> set_default_value(const T& value);
 

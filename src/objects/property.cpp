@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "core/schema.h"
@@ -12,6 +13,7 @@
 #include "objects/carriers.h"
 #include "objects/class_support.h"
 #include "objects/field_access.h"
+#include "tarnlib/exceptions.h"
 
 namespace tarnlib {
 
@@ -269,7 +271,8 @@ bool PropertyDefinition::default_value<OdString>(OdString& out) const {
 }
 
 // nlohmann writes a double in the shortest form that reads back as the same
-// double, and NaN and infinities as null.
+// double. It would write NaN and infinities, which JSON lacks, as null, which
+// reads back as no default at all; they are refused instead.
 template <>
 void PropertyDefinition::set_default_value<bool>(const bool& value) {
   set_default_value(OdString(nlohmann::json(value).dump()));
@@ -280,6 +283,9 @@ void PropertyDefinition::set_default_value<int>(const int& value) {
 }
 template <>
 void PropertyDefinition::set_default_value<double>(const double& value) {
+  if (!std::isfinite(value))
+    throw DatabaseError(OdString(std::isnan(value) ? L"a default value that is NaN cannot be written as JSON"
+                                                   : L"a default value that is infinite cannot be written as JSON"));
   set_default_value(OdString(nlohmann::json(value).dump()));
 }
 template <>
