@@ -97,13 +97,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   double number = 0.0;
   if (definition->default_value(number)) {
+    // JSON has no NaN or infinity: a number too large for a double is not JSON.
+    expect(std::isfinite(number), "a non-finite double read from JSON");
     auto again = PropertyDefinition::create(ns, L"P", type);
     again->set_default_value(number);
     double back = 0.0;
-    if (std::isfinite(number))
-      expect(again->default_value(back) && back == number, "a double does not read back");
-    else
-      expect(again->default_value() == OdString(L"null"), "a double JSON lacks is not written as null");
+    expect(again->default_value(back) && back == number, "a double does not read back");
   }
   return 0;
 }
