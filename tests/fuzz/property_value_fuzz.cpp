@@ -92,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (definition->default_value(integer)) {
     auto again = PropertyDefinition::create(ns, L"P", type);
     again->set_default_value(integer);
-    int back = integer + 1;
+    int back = ~integer;
     expect(again->default_value(back) && back == integer, "an int does not read back");
   }
   double number = 0.0;
