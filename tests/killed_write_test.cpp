@@ -7,7 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <random>
@@ -24,7 +26,11 @@ using testing::WriteOperation;
 using testing::catalogueState;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kKills = 20;
+// TARNLIB_SOAK multiplies the kills for a longer run than the test suite's.
+int kills() {
+  const char* soak = std::getenv("TARNLIB_SOAK");
+  return 20 * (soak ? std::max(1, std::atoi(soak)) : 1);
+}
 constexpr int kScale = 25;  // enough work that a kill lands inside the write
 
 // Forks a child that opens `path`, makes the write's inputs, tells the parent
@@ -87,7 +93,7 @@ TEST_P(KilledWrite, TheFileHoldsAllOrNoneOfTheWrite) {
   std::uniform_int_distribution<long> moment(0, duration.count());
   int none = 0;
   int all = 0;
-  for (int kill = 0; kill < kKills; ++kill) {
+  for (int kill = 0; kill < kills(); ++kill) {
     std::filesystem::copy_file(start, path, std::filesystem::copy_options::overwrite_existing);
     std::filesystem::remove(path + "-journal");
     child = startChild(op, start, path, ready);
@@ -108,7 +114,7 @@ TEST_P(KilledWrite, TheFileHoldsAllOrNoneOfTheWrite) {
     }
     if (HasFailure()) return;
   }
-  std::cout << "[ figures  ] " << op.name << ": " << kKills << " kills in a " << duration.count() / 1000
+  std::cout << "[ figures  ] " << op.name << ": " << kills() << " kills in a " << duration.count() / 1000
             << " ms write, " << none << " left none of it, " << all << " all\n";
 }
 

@@ -10,12 +10,12 @@
 // Waiting for other writers and readers, in threads of this process or in other
 // processes. A writing operation that begins its own transaction takes the file's
 // write lock at its start (BEGIN IMMEDIATE), so two writers never meet halfway
-// and one of them fail. Each connection waits in SQLite for up to 2 seconds
+// and one of them fail. Each connection waits in SQLite for up to 5 seconds
 // (the busy timeout) for a lock another connection holds: a writer behind other
 // writers, a commit behind readers still reading (a rollback-journal file lets no
 // commit through while a read transaction is open). An operation that still
 // finds the file busy is rolled back and started again, at most seven times in
-// all, before RetryLimitExceeded: a writer gives up only after about 14 seconds
+// all, before RetryLimitExceeded: a writer gives up only after about 35 seconds
 // of waiting. Under two processes of four writer threads each, with a reader
 // holding 40 ms read transactions, no write was refused.
 #ifndef TARNLIB_TRANSACTION_H_

@@ -48,8 +48,9 @@ class Connection {
  public:
   // How long a connection waits for another connection's lock before SQLite
   // reports it busy and the retry rule takes over. Writers that wait here do not
-  // burn their seven attempts on a short overlap.
-  static constexpr int kBusyTimeoutMs = 2000;
+  // burn their seven attempts on a short overlap; 5 s rides out a queue of
+  // several writers whose commits each wait for a slow disk's sync.
+  static constexpr int kBusyTimeoutMs = 5000;
   // Tests shorten the wait to reach the retry rule quickly; applies to
   // connections opened afterwards.
   static void setBusyTimeoutForTesting(int milliseconds);
