@@ -13,6 +13,7 @@
 #include "commands.h"
 #include "common.h"
 #include "output_file.h"
+#include "progress_bar.h"
 #include "report.h"
 #include "svg_drawing.h"
 #include "types.h"
@@ -71,49 +72,6 @@ void addDraw(CLI::App& app, Commands& commands) {
     });
   };
 }
-
-// How far a report has come, as a bar on one line of a terminal's standard
-// error that is rewritten in place and wiped at the end; nothing when stderr is
-// not a terminal, nor during the first moments of a short run.
-class ProgressBar {
- public:
-  ProgressBar() : enabled_(::isatty(STDERR_FILENO) == 1) {}
-  ~ProgressBar() { clear(); }
-  ProgressBar(const ProgressBar&) = delete;
-  ProgressBar& operator=(const ProgressBar&) = delete;
-
-  ReportProgress callback() {
-    if (!enabled_) return nullptr;
-    return [this](std::size_t done, std::size_t total) { update(done, total); };
-  }
-
-  void clear() {
-    if (!shown_) return;
-    std::cerr << "\r\033[K" << std::flush;
-    shown_ = false;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-
-  void update(std::size_t done, std::size_t total) {
-    if (done >= total || total == 0) return clear();
-    const Clock::time_point now = Clock::now();
-    if (now - start_ < std::chrono::milliseconds(300)) return;
-    if (shown_ && now - last_ < std::chrono::milliseconds(80)) return;
-    last_ = now;
-    constexpr std::size_t kWidth = 30;
-    const std::size_t filled = done * kWidth / total;
-    std::cerr << "\rreport [" << std::string(filled, '#') << std::string(kWidth - filled, ' ') << "] " << done
-              << '/' << total << std::flush;
-    shown_ = true;
-  }
-
-  bool enabled_;
-  bool shown_ = false;
-  Clock::time_point start_ = Clock::now();
-  Clock::time_point last_;
-};
 
 // A folder made beside the report's folder and removed again unless kept.
 class TemporaryFolder {
@@ -188,7 +146,7 @@ void addReport(CLI::App& app, Commands& commands) {
     if (ec) throw Failure(o->dir, "cannot be written: " + ec.message());
     ReportSummary summary;
     onFile(o->file, [&] {
-      ProgressBar bar;
+      ProgressBar bar("report");
       summary = writeReport(catalogue.library(), fs::u8path(o->file).filename().u8string(),
                             site.path().u8string(), bar.callback());
     });

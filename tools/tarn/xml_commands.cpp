@@ -25,6 +25,7 @@
 #include "commands.h"
 #include "common.h"
 #include "output_file.h"
+#include "progress_bar.h"
 #include "tarnlib/tarnlib.h"
 #include "types.h"
 #include "xml_source.h"
@@ -37,49 +38,6 @@ using tarnlib::ObjectKey;
 using tarnlib::ObjectType;
 
 namespace {
-
-// How far a long export or import has come, on one line of a terminal's
-// standard error that is rewritten in place and wiped at the end. Nothing
-// appears when stderr is not a terminal, so that logs and pipes get only the
-// results, nor during the first moments, so that a short run does not flicker.
-class ProgressLine {
- public:
-  explicit ProgressLine(std::string what) : what_(std::move(what)), enabled_(::isatty(STDERR_FILENO) == 1) {}
-  ~ProgressLine() { clear(); }
-  ProgressLine(const ProgressLine&) = delete;
-  ProgressLine& operator=(const ProgressLine&) = delete;
-
-  Library::Progress callback() {
-    if (!enabled_) return nullptr;
-    return [this](std::size_t done, std::size_t total) { update(done, total); };
-  }
-
-  void clear() {
-    if (!shown_) return;
-    std::cerr << "\r\033[K" << std::flush;
-    shown_ = false;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-
-  void update(std::size_t done, std::size_t total) {
-    if (done >= total) return clear();
-    const Clock::time_point now = Clock::now();
-    if (now - start_ < std::chrono::milliseconds(500)) return;
-    if (shown_ && now - last_ < std::chrono::milliseconds(100)) return;
-    last_ = now;
-    std::cerr << '\r' << what_ << ' ' << done << '/' << total << " (" << done * 100 / total << "%)"
-              << std::flush;
-    shown_ = true;
-  }
-
-  std::string what_;
-  bool enabled_;
-  bool shown_ = false;
-  Clock::time_point start_ = Clock::now();
-  Clock::time_point last_;
-};
 
 // The types --type names, each with the types derived from it (the library
 // takes those in too; listing them keeps that plain).
@@ -161,7 +119,7 @@ void addExport(CLI::App& app, Commands& commands) {
       options.keepEmptyReferences = o->keepEmpty;
       options.exportMeta = !o->noMeta;
       options.exportGuid = o->guid;
-      ProgressLine progress("exporting");
+      ProgressBar progress("exporting");
       options.progress = progress.callback();
       // The library names the root element.
       pugi::xml_node root = document.append_child(pugi::node_element);
@@ -271,7 +229,7 @@ void addImport(CLI::App& app, Commands& commands) {
       options.messageHandler = [&](int severity, const OdString& text, std::ptrdiff_t offset) {
         messages.push_back({severity >= tarnlib::kMessageError, printable(utf8(text)), offset});
       };
-      ProgressLine progress("importing");
+      ProgressBar progress("importing");
       options.progress = progress.callback();
       // One transaction around the import and the counts, so that the counts
       // are of this import alone and a strict or dry run can take it all back.
