@@ -271,9 +271,24 @@ void readPhysicalAsset(sqlite3_stmt* stmt, RawPhysicalAsset& a) {
   "FROM tarnlib_PhysicalAsset p LEFT JOIN tarnlib_Asset a ON a.id = p.id"
 #define TB_IN_LIST " IN (SELECT value FROM json_each(?))"
 
+// What a reader of the baseline's kind gives: materials with everything they
+// refer to, each kept once and found by id.
+struct RawMaterialRecords {
+  std::vector<RawMaterial> materials;
+  std::unordered_map<sqlite3_int64, std::size_t> index;  // by id
+  std::unordered_map<sqlite3_int64, RawNamed> types;
+  std::unordered_map<sqlite3_int64, RawNamed> tags;
+  std::unordered_map<sqlite3_int64, RawProperty> properties;
+  std::vector<RawPhysicalAsset> assets;
+  std::unordered_map<sqlite3_int64, std::size_t> assetIndex;
+
+  // Drops what the last read gave.
+  void clear() { *this = RawMaterialRecords(); }
+};
+
 // Materials with everything they refer to, read in one batch per table: every
 // material, or those of an id list.
-class RawMaterialReader {
+class RawMaterialReader : public RawMaterialRecords {
  public:
   explicit RawMaterialReader(Sqlite& db)
       : allRows_(db.prepare("SELECT " TB_MATERIAL_COLUMNS " FROM tarnlib_Material ORDER BY id")),
@@ -294,24 +309,6 @@ class RawMaterialReader {
         allAssets_(db.prepare(TB_ASSET_SELECT " ORDER BY p.id")),
         someAssets_(db.prepare(TB_ASSET_SELECT " WHERE p.id" TB_IN_LIST " ORDER BY p.id")) {}
 
-  std::vector<RawMaterial> materials;
-  std::unordered_map<sqlite3_int64, std::size_t> index;  // by id
-  std::unordered_map<sqlite3_int64, RawNamed> types;
-  std::unordered_map<sqlite3_int64, RawNamed> tags;
-  std::unordered_map<sqlite3_int64, RawProperty> properties;
-  std::vector<RawPhysicalAsset> assets;
-  std::unordered_map<sqlite3_int64, std::size_t> assetIndex;
-
-  // Drops what the last read() gave.
-  void clear() {
-    materials = {};
-    index = {};
-    types = {};
-    tags = {};
-    properties = {};
-    assets = {};
-    assetIndex = {};
-  }
 
   // `ids` sorted and unique; null for every material.
   void read(const std::vector<sqlite3_int64>* ids) {
@@ -1261,7 +1258,7 @@ double saveMaterialsSoci(const std::string& path, int n) {
 
 // Materials with everything they refer to, read in one batch per table as the
 // baseline's reader does, into the same records.
-class SociMaterialReader {
+class SociMaterialReader : public RawMaterialRecords {
  public:
   explicit SociMaterialReader(soci::session& sql)
       : allRows_((sql.prepare << "SELECT " TB_MATERIAL_COLUMNS " FROM tarnlib_Material ORDER BY id",
@@ -1284,23 +1281,6 @@ class SociMaterialReader {
                                    "ON a.id = p.id ORDER BY p.id",
                     soci::into(asset_))) {}
 
-  std::vector<RawMaterial> materials;
-  std::unordered_map<sqlite3_int64, std::size_t> index;
-  std::unordered_map<sqlite3_int64, RawNamed> types;
-  std::unordered_map<sqlite3_int64, RawNamed> tags;
-  std::unordered_map<sqlite3_int64, RawProperty> properties;
-  std::vector<RawPhysicalAsset> assets;
-  std::unordered_map<sqlite3_int64, std::size_t> assetIndex;
-
-  void clear() {
-    materials = {};
-    index = {};
-    types = {};
-    tags = {};
-    properties = {};
-    assets = {};
-    assetIndex = {};
-  }
 
   // Every material.
   void readAll() {
